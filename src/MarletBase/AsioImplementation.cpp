@@ -1,0 +1,2 @@
+// Asio's own code, compiled once here instead of into every source that uses it.
+#include <boost/asio/impl/src.hpp>

@@ -1,0 +1,176 @@
+#include "MarletBase/Database.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <optional>
+
+namespace marlet {
+namespace {
+
+constexpr int busyTimeoutMilliseconds = 10'000;
+
+std::string reason(const SQLite::Exception& error, const std::string& name, const std::filesystem::path& file) {
+    switch (error.getErrorCode()) {
+        case SQLITE_NOTADB:
+        case SQLITE_CORRUPT:
+            return fmt::format(
+                "The {} database {} is damaged. It was left as it is. Move it away to start with an empty one, or put "
+                "a backup in its place.",
+                name, file.string());
+        case SQLITE_READONLY:
+        case SQLITE_PERM:
+        case SQLITE_CANTOPEN:
+            return fmt::format("The {} database {} can't be opened for writing. Check the permissions of its folder.",
+                               name, file.string());
+        case SQLITE_FULL:
+            return fmt::format("There is no space left for the {} database {}. Make room and try again.", name,
+                               file.string());
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return fmt::format("The {} database {} is in use by another process. End it and try again.", name,
+                               file.string());
+        default:
+            return fmt::format("The {} database {} can't be used: {}.", name, file.string(), error.what());
+    }
+}
+
+int userVersion(SQLite::Database& database) {
+    return database.execAndGet("PRAGMA user_version").getInt();
+}
+
+void refuseNewerVersion(int version, const DatabaseSchema& schema, const std::filesystem::path& file) {
+    if (version > schema.version) {
+        throw DatabaseError(
+            fmt::format("The {} database {} was written by a newer version of Marlet (its format is {}, this version "
+                        "reads up to {}). Update Marlet, or choose another data folder.",
+                        schema.name, file.string(), version, schema.version));
+    }
+}
+
+void configure(SQLite::Database& database) {
+    database.setBusyTimeout(busyTimeoutMilliseconds);
+    database.exec("PRAGMA foreign_keys = ON");
+    // An acknowledged change survives a power cut.
+    database.exec("PRAGMA synchronous = FULL");
+    database.exec("PRAGMA temp_store = MEMORY");
+}
+
+void create(SQLite::Database& database, const DatabaseSchema& schema) {
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    // Another process may have made it since we looked.
+    if (userVersion(database) == 0) {
+        database.exec(schema.statements);
+        database.exec(fmt::format("PRAGMA user_version = {}", schema.version));
+    }
+    transaction.commit();
+}
+
+// Looks at an existing file without any chance of changing it.
+void inspect(const std::filesystem::path& file, const DatabaseSchema& schema, const std::string& vfs) {
+    SQLite::Database database(file.string(), SQLite::OPEN_READONLY, busyTimeoutMilliseconds, vfs);
+    int version = userVersion(database);
+    refuseNewerVersion(version, schema, file);
+    SQLite::Statement tables(database, "SELECT COUNT(*) FROM sqlite_master");
+    tables.executeStep();
+    if (version == 0 && tables.getColumn(0).getInt() > 0) {
+        throw DatabaseError(fmt::format(
+            "The file {} is a database, but not one of Marlet's. Move it away, or choose another data folder.",
+            file.string()));
+    }
+}
+
+// Makes the file before SQLite does, so that it and the files beside it are the user's alone, whatever the umask.
+void makePrivateFile(const std::filesystem::path& file) {
+    FILE* created = std::fopen(file.c_str(), "ab");
+    if (created) {
+        std::fclose(created);
+        ::chmod(file.c_str(), S_IRUSR | S_IWUSR);
+    }
+}
+
+}  // namespace
+
+ModelContainer ModelContainer::onDisk(const DatabaseSchema& schema, const std::filesystem::path& folder,
+                                      const std::string& vfs) {
+    std::filesystem::path file = folder / (schema.name + ".sqlite");
+    try {
+        std::error_code ignored;
+        if (std::filesystem::file_size(file, ignored) > 0 && !ignored) {
+            inspect(file, schema, vfs);
+        }
+        makePrivateFile(file);
+        auto database = std::make_shared<SQLite::Database>(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE,
+                                                           busyTimeoutMilliseconds, vfs);
+        configure(*database);
+        database->exec("PRAGMA journal_mode = WAL");
+        create(*database, schema);
+        return ModelContainer(std::move(database));
+    } catch (const SQLite::Exception& error) {
+        throw DatabaseError(reason(error, schema.name, file));
+    }
+}
+
+ModelContainer ModelContainer::inMemory(const DatabaseSchema& schema) {
+    auto database = std::make_shared<SQLite::Database>(":memory:", SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    configure(*database);
+    create(*database, schema);
+    return ModelContainer(std::move(database));
+}
+
+ModelContext::ModelContext(ModelContainer container) : connection(std::move(container.database)) {}
+
+ModelContext::~ModelContext() = default;
+
+SQLite::Statement& ModelContext::statement(std::string_view sql) {
+    std::string text(sql);
+    auto found = statements.find(text);
+    if (found == statements.end()) {
+        auto prepared = std::make_unique<SQLite::Statement>(*connection, text);
+        found = statements.emplace(std::move(text), std::move(prepared)).first;
+    }
+    SQLite::Statement& statement = *found->second;
+    statement.tryReset();
+    statement.clearBindings();
+    return statement;
+}
+
+void ModelContext::resetStatements() {
+    for (auto& [sql, statement] : statements) {
+        statement->tryReset();
+    }
+}
+
+ModelContext::TransactionScope::TransactionScope(ModelContext& owner)
+    : context(owner), isOutermost(!owner.isInTransaction) {
+    if (isOutermost) {
+        context.statement("BEGIN IMMEDIATE").exec();
+        context.isInTransaction = true;
+    }
+}
+
+void ModelContext::TransactionScope::commit() {
+    if (isOutermost) {
+        // A reading statement that was left half way would hold the commit up.
+        context.resetStatements();
+        context.statement("COMMIT").exec();
+        context.isInTransaction = false;
+    }
+    isFinished = true;
+}
+
+ModelContext::TransactionScope::~TransactionScope() {
+    if (isFinished || !isOutermost) {
+        return;
+    }
+    context.resetStatements();
+    context.isInTransaction = false;
+    // Some failures, such as a full disk, have already rolled back.
+    if (sqlite3_get_autocommit(context.connection->getHandle()) == 0) {
+        context.statement("ROLLBACK").tryExecuteStep();
+    }
+}
+
+}  // namespace marlet

@@ -1,0 +1,170 @@
+#include "MarletBase/Text.h"
+
+#include <unicode/coll.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
+#include <memory>
+
+namespace marlet {
+namespace {
+
+icu::UnicodeString unicode(std::string_view text) {
+    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+}
+
+std::string utf8(const icu::UnicodeString& text) {
+    std::string result;
+    return text.toUTF8String(result);
+}
+
+UChar32 next(std::string_view text, int32_t& position) {
+    UChar32 character = 0;
+    U8_NEXT(text.data(), position, static_cast<int32_t>(text.size()), character);
+    return character;
+}
+
+bool isASCII(std::string_view text) {
+    for (char character : text) {
+        if (static_cast<unsigned char>(character) >= 0x80) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Collators are costly to open and not to be shared between threads while they compare.
+const icu::Collator* standardCollator() {
+    thread_local std::unique_ptr<icu::Collator> collator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::Collator> opened(icu::Collator::createInstance(status));
+        if (U_SUCCESS(status)) {
+            opened->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+        }
+        return U_SUCCESS(status) ? std::move(opened) : nullptr;
+    }();
+    return collator.get();
+}
+
+bool isDirectionControl(UChar32 character) {
+    return (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069) ||
+           character == 0x200E || character == 0x200F || character == 0x061C;
+}
+
+}  // namespace
+
+std::string trimmed(std::string_view text) {
+    int32_t start = 0;
+    auto size = static_cast<int32_t>(text.size());
+    while (start < size) {
+        int32_t position = start;
+        UChar32 character = next(text, position);
+        if (character < 0 || !u_isUWhiteSpace(character)) {
+            break;
+        }
+        start = position;
+    }
+    int32_t end = size;
+    while (end > start) {
+        int32_t position = end;
+        UChar32 character = 0;
+        U8_PREV(text.data(), start, position, character);
+        if (character < 0 || !u_isUWhiteSpace(character)) {
+            break;
+        }
+        end = position;
+    }
+    return std::string(text.substr(static_cast<size_t>(start), static_cast<size_t>(end - start)));
+}
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) {
+    return unicode(left).caseCompare(unicode(right), U_FOLD_CASE_DEFAULT) == 0;
+}
+
+std::weak_ordering localizedStandardCompare(std::string_view left, std::string_view right) {
+    const icu::Collator* collator = standardCollator();
+    if (!collator) {
+        return left <=> right;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    UCollationResult order =
+        collator->compareUTF8(icu::StringPiece(left.data(), static_cast<int32_t>(left.size())),
+                              icu::StringPiece(right.data(), static_cast<int32_t>(right.size())), status);
+    if (order == UCOL_EQUAL) {
+        return std::weak_ordering::equivalent;
+    }
+    return order == UCOL_LESS ? std::weak_ordering::less : std::weak_ordering::greater;
+}
+
+std::string foldedForSearch(std::string_view text) {
+    if (isASCII(text)) {
+        std::string folded(text);
+        for (char& character : folded) {
+            if (character >= 'A' && character <= 'Z') {
+                character = static_cast<char>(character - 'A' + 'a');
+            }
+        }
+        return folded;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* decompose = icu::Normalizer2::getNFDInstance(status);
+    icu::UnicodeString source = unicode(text);
+    source.foldCase();
+    icu::UnicodeString decomposed = U_SUCCESS(status) ? decompose->normalize(source, status) : source;
+    icu::UnicodeString folded;
+    for (int32_t index = 0; index < decomposed.length(); index = decomposed.moveIndex32(index, 1)) {
+        UChar32 character = decomposed.char32At(index);
+        if (u_charType(character) != U_NON_SPACING_MARK) {
+            folded.append(character);
+        }
+    }
+    return utf8(folded);
+}
+
+bool localizedStandardContains(std::string_view text, std::string_view searched) {
+    return foldedForSearch(text).find(foldedForSearch(searched)) != std::string::npos;
+}
+
+bool isAllNumbers(std::string_view text) {
+    int32_t position = 0;
+    while (position < static_cast<int32_t>(text.size())) {
+        UChar32 character = next(text, position);
+        if (character < 0 || (U_GET_GC_MASK(character) & U_GC_N_MASK) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool isValidUTF8(std::string_view text) {
+    int32_t position = 0;
+    while (position < static_cast<int32_t>(text.size())) {
+        if (next(text, position) < 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string repairedUTF8(std::string_view text) {
+    return isValidUTF8(text) ? std::string(text) : utf8(unicode(text));
+}
+
+std::string withoutControlCharacters(std::string_view text) {
+    icu::UnicodeString source = unicode(text);
+    icu::UnicodeString result;
+    for (int32_t index = 0; index < source.length(); index = source.moveIndex32(index, 1)) {
+        UChar32 character = source.char32At(index);
+        if (u_iscntrl(character) || isDirectionControl(character) || character == 0x2028 || character == 0x2029) {
+            bool isSpace = character == '\n' || character == '\t' || character == '\r';
+            result.append(static_cast<UChar32>(isSpace ? ' ' : 0xFFFD));
+        } else {
+            result.append(character);
+        }
+    }
+    return utf8(result);
+}
+
+}  // namespace marlet

@@ -1,0 +1,36 @@
+// Text as users know it. All strings are UTF-8; bytes that aren't are treated as replacement characters.
+#pragma once
+
+#include <compare>
+#include <string>
+#include <string_view>
+
+namespace marlet {
+
+// Without the white space and line ends of any script at both ends.
+std::string trimmed(std::string_view text);
+
+// Equal when case is ignored, by full Unicode case folding.
+bool equalIgnoringCase(std::string_view left, std::string_view right);
+
+// The order in which the user's locale lists names: "Task 2" before "Task 10", case of little weight.
+std::weak_ordering localizedStandardCompare(std::string_view left, std::string_view right);
+
+// The form in which two texts are alike to a search that ignores case and diacritics. A text contains another to such
+// a search when its folded form contains the other's folded form.
+std::string foldedForSearch(std::string_view text);
+
+bool localizedStandardContains(std::string_view text, std::string_view searched);
+
+// True when every character is a number in the sense of Unicode (categories Nd, Nl and No). True for no characters.
+bool isAllNumbers(std::string_view text);
+
+bool isValidUTF8(std::string_view text);
+
+// Every sequence that isn't UTF-8 replaced by U+FFFD.
+std::string repairedUTF8(std::string_view text);
+
+// Safe to print: control characters, also those of C1 and the ones that turn the writing direction, are replaced.
+std::string withoutControlCharacters(std::string_view text);
+
+}  // namespace marlet

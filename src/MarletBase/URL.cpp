@@ -1,0 +1,102 @@
+#include "MarletBase/URL.h"
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+
+namespace marlet {
+namespace {
+
+constexpr std::string_view legalPunctuation = "-._~:/?#[]@!$&'()*+,;=%";
+
+// Percent-encodes every byte that no part of a URL may hold.
+std::string escapedIllegalBytes(std::string_view text) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string result;
+    for (char character : text) {
+        bool isAlphanumeric = (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
+                              (character >= 'A' && character <= 'Z');
+        if (isAlphanumeric || legalPunctuation.find(character) != std::string_view::npos) {
+            result += character;
+        } else {
+            auto byte = static_cast<unsigned char>(character);
+            result += '%';
+            result += digits[byte >> 4];
+            result += digits[byte & 15];
+        }
+    }
+    return result;
+}
+
+bool isReadable(const std::string& text) {
+    return boost::urls::parse_uri_reference(text).has_value();
+}
+
+std::string string(boost::core::string_view view) {
+    return {view.data(), view.size()};
+}
+
+}  // namespace
+
+std::optional<URL> URL::parse(std::string_view text) {
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    std::string candidate(text);
+    if (isReadable(candidate)) {
+        return URL(std::move(candidate));
+    }
+    candidate = escapedIllegalBytes(text);
+    return isReadable(candidate) ? std::optional(URL(std::move(candidate))) : std::nullopt;
+}
+
+std::optional<URL> URL::build(const URLComponents& components) {
+    std::string text;
+    if (!components.scheme.empty()) {
+        text += components.scheme + ":";
+    }
+    if (components.host) {
+        text += "//";
+        if (components.userInfo) {
+            text += *components.userInfo + "@";
+        }
+        text += *components.host;
+        if (!components.port.empty()) {
+            text += ":" + components.port;
+        }
+    }
+    text += components.path;
+    if (components.query) {
+        text += "?" + *components.query;
+    }
+    if (components.fragment) {
+        text += "#" + *components.fragment;
+    }
+    return parse(text);
+}
+
+URLComponents URL::components() const {
+    boost::urls::url_view view = boost::urls::parse_uri_reference(value).value();
+    URLComponents result;
+    result.scheme = string(view.scheme());
+    if (view.has_authority()) {
+        if (view.has_userinfo()) {
+            result.userInfo = string(view.encoded_userinfo());
+        }
+        result.host = string(view.encoded_host());
+        result.port = string(view.port());
+    }
+    result.path = string(view.encoded_path());
+    if (view.has_query()) {
+        result.query = string(view.encoded_query());
+    }
+    if (view.has_fragment()) {
+        result.fragment = string(view.encoded_fragment());
+    }
+    return result;
+}
+
+size_t hash_value(const URL& url) {
+    return std::hash<std::string>()(url.text());
+}
+
+}  // namespace marlet

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "MarletBase/Async.h"
+
+namespace marlet {
+
+// The event loop of one test, run by the test's own thread: suspending operations in ordinary test functions.
+class TestLoop {
+public:
+    TestLoop() = default;
+    TestLoop(const TestLoop&) = delete;
+    TestLoop& operator=(const TestLoop&) = delete;
+
+    Executor executor() { return context.get_executor(); }
+
+    // Runs the loop until the operation has ended; gives its value or throws its error.
+    template <class T>
+    T runToEnd(Async<T> operation) {
+        auto outcome = start(std::move(operation));
+        runUntil([&] { return outcome->isFinished; });
+        if (outcome->error) {
+            std::rethrow_exception(outcome->error);
+        }
+        if constexpr (!std::is_void_v<T>) {
+            return std::move(*outcome->value);
+        }
+    }
+
+    template <class T>
+    struct Outcome {
+        bool isFinished = false;
+        std::exception_ptr error;
+        std::optional<std::conditional_t<std::is_void_v<T>, bool, T>> value;
+    };
+
+    // Starts the operation beside the test; it goes on whenever the loop runs.
+    template <class T>
+    std::shared_ptr<Outcome<T>> start(Async<T> operation) {
+        auto outcome = std::make_shared<Outcome<T>>();
+        if constexpr (std::is_void_v<T>) {
+            boost::asio::co_spawn(context, std::move(operation), [outcome](std::exception_ptr error) {
+                outcome->error = error;
+                outcome->isFinished = true;
+            });
+        } else {
+            boost::asio::co_spawn(context, std::move(operation), [outcome](std::exception_ptr error, T value) {
+                outcome->error = error;
+                if (!error) {
+                    outcome->value.emplace(std::move(value));
+                }
+                outcome->isFinished = true;
+            });
+        }
+        return outcome;
+    }
+
+    // Runs the loop until the condition holds. A loop that runs dry first, or takes longer than a minute of real time,
+    // fails the test instead of hanging it.
+    void runUntil(const std::function<bool()>& condition) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!condition()) {
+            context.restart();
+            if (context.run_one_until(deadline) == 0) {
+                throw std::runtime_error("The loop ended before what the test waits for.");
+            }
+        }
+    }
+
+    // Runs what is ready now, and what that makes ready, without waiting for anything.
+    void runReady() {
+        context.restart();
+        context.poll();
+    }
+
+private:
+    boost::asio::io_context context;
+};
+
+// For a single operation that needs no loop of its own choosing.
+template <class T>
+T runToEnd(Async<T> operation) {
+    TestLoop loop;
+    return loop.runToEnd(std::move(operation));
+}
+
+}  // namespace marlet
