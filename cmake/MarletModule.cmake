@@ -33,7 +33,22 @@ function(marlet_module name)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS "${MARLET_INCLUDE_ROOT}" FILES ${public_headers})
   target_link_libraries(${name} PUBLIC ${arg_DEPENDS} PRIVATE ${arg_PRIVATE_DEPENDS})
   marlet_use_precompiled_header(${name})
-  set_property(GLOBAL APPEND PROPERTY MARLET_MODULES ${name})
+
+  set(depends ${arg_DEPENDS} ${arg_PRIVATE_DEPENDS})
+  list(FILTER depends EXCLUDE REGEX "::")
+  list(JOIN depends " " depends)
+  set_property(GLOBAL APPEND_STRING PROPERTY MARLET_LAYERS "${name}: ${depends}\n")
+
+  # find_package(Marlet) offers MarletKit as Marlet::Kit.
+  string(REGEX REPLACE "^Marlet" "" export_name ${name})
+  set_target_properties(${name} PROPERTIES EXPORT_NAME ${export_name})
+  install(TARGETS ${name} EXPORT MarletTargets FILE_SET HEADERS)
+endfunction()
+
+# Writes down which modules each module names, for the layering check.
+function(marlet_write_layers)
+  get_property(layers GLOBAL PROPERTY MARLET_LAYERS)
+  file(WRITE "${CMAKE_BINARY_DIR}/modules.txt" "${layers}")
 endfunction()
 
 # marlet_test(NAME SOURCES … DEPENDS …): one executable of GoogleTest tests for one module.
