@@ -113,6 +113,9 @@ struct TaskDraft {
     std::optional<Date> dueDate;
     std::vector<std::string> labels;
     std::optional<std::string> typeName;
+    // The id that the task has had on this computer. A backend that remembers it answers a create that is sent again,
+    // because the first answer was lost, with the task made then. No part of the content: it isn't coded or sent.
+    std::optional<std::string> originID = {};
 
     bool operator==(const TaskDraft&) const = default;
 };
