@@ -39,7 +39,11 @@ bool isASCII(std::string_view text) {
 const icu::Collator* standardCollator() {
     thread_local std::unique_ptr<icu::Collator> collator = [] {
         UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::Collator> opened(icu::Collator::createInstance(status));
+        // The POSIX locale sorts by code points, which is no order for people.
+        icu::Locale locale = icu::Locale::getDefault();
+        bool isPOSIX = std::string_view(locale.getVariant()) == "POSIX";
+        std::unique_ptr<icu::Collator> opened(
+            icu::Collator::createInstance(isPOSIX ? icu::Locale::getRoot() : locale, status));
         if (U_SUCCESS(status)) {
             opened->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
         }

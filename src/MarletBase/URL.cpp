@@ -28,7 +28,12 @@ std::string escapedIllegalBytes(std::string_view text) {
 }
 
 bool isReadable(const std::string& text) {
-    return boost::urls::parse_uri_reference(text).has_value();
+    auto parsed = boost::urls::parse_uri_reference(text);
+    if (!parsed) {
+        return false;
+    }
+    // The parser takes "http://h:port/" for an empty port and the path "port/", which no authority can have.
+    return !parsed->has_authority() || parsed->encoded_path().empty() || parsed->encoded_path().starts_with('/');
 }
 
 std::string string(boost::core::string_view view) {

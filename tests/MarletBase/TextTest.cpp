@@ -1,0 +1,60 @@
+#include "MarletBase/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace marlet {
+namespace {
+
+TEST(TextTest, trimsTheWhiteSpaceOfAnyScript) {
+    EXPECT_EQ(trimmed(" \t\r\n a b \u00a0\u2003\u2028"), "a b");
+    EXPECT_EQ(trimmed("\u3000 \n"), "");
+    EXPECT_EQ(trimmed(""), "");
+    EXPECT_EQ(trimmed(" \xff "), "\xff");
+}
+
+TEST(TextTest, comparesWithoutCaseInAnyScript) {
+    EXPECT_TRUE(equalIgnoringCase("DONE", "done"));
+    EXPECT_TRUE(equalIgnoringCase("ÄRGER", "ärger"));
+    EXPECT_TRUE(equalIgnoringCase("STRASSE", "straße"));
+    EXPECT_FALSE(equalIgnoringCase("done", "dome"));
+}
+
+TEST(TextTest, listsNamesAsPeopleDo) {
+    EXPECT_TRUE(localizedStandardCompare("Task 2", "Task 10") < 0);
+    EXPECT_TRUE(localizedStandardCompare("apple", "Banana") < 0);
+    EXPECT_TRUE(localizedStandardCompare("Äpfel", "Birnen") < 0);
+    EXPECT_TRUE(localizedStandardCompare("same", "same") == 0);
+}
+
+TEST(TextTest, aSearchIgnoresCaseAndDiacritics) {
+    EXPECT_TRUE(localizedStandardContains("Café crème", "CREME"));
+    EXPECT_TRUE(localizedStandardContains("creme", "Crème"));
+    EXPECT_TRUE(localizedStandardContains("cre\u0300me", "cr\u00e8me"));
+    EXPECT_FALSE(localizedStandardContains("tea", "coffee"));
+    EXPECT_TRUE(localizedStandardContains("anything", ""));
+}
+
+TEST(TextTest, numbersAreThoseOfUnicode) {
+    EXPECT_TRUE(isAllNumbers("0123"));
+    EXPECT_TRUE(isAllNumbers("٤٢Ⅷ½"));
+    EXPECT_TRUE(isAllNumbers(""));
+    EXPECT_FALSE(isAllNumbers("12a"));
+    EXPECT_FALSE(isAllNumbers("-1"));
+    EXPECT_FALSE(isAllNumbers("\xff"));
+}
+
+TEST(TextTest, badSequencesAreRepaired) {
+    EXPECT_TRUE(isValidUTF8("grün"));
+    EXPECT_FALSE(isValidUTF8("gr\xfcn"));
+    EXPECT_EQ(repairedUTF8("gr\xfcn"), "gr\ufffdn");
+}
+
+TEST(TextTest, controlCharactersNeverReachATerminal) {
+    EXPECT_EQ(withoutControlCharacters("a\x1b[31mred\a\tb\nc"), "a\ufffd[31mred\ufffd b c");
+    EXPECT_EQ(withoutControlCharacters("\u009b31m"), "\ufffd31m");
+    EXPECT_EQ(withoutControlCharacters("user\u202egnp.exe"), "user\ufffdgnp.exe");
+    EXPECT_EQ(withoutControlCharacters("größe ✓"), "größe ✓");
+}
+
+}  // namespace
+}  // namespace marlet
