@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "MarletBase/Async.h"
+#include "MarletBase/LocalizedError.h"
+#include "MarletIPC/LineProtocol.h"
+
+namespace marlet {
+
+class LineServerError final : public LocalizedError {
+public:
+    using LocalizedError::LocalizedError;
+};
+
+struct LineReply {
+    std::string line;  // without a line end
+    bool endsSession = false;
+};
+
+// What a server says.
+struct LineService {
+    // Answers one line; must not throw. Sessions are served side by side, the lines of one session in order.
+    std::function<Async<LineReply>(std::string line)> answer;
+    // Sent for a line that is too long; the session ends with it.
+    std::string lineTooLong;
+    // Sent in place of an answer once the server stops: the line hasn't been looked at. Nothing when empty.
+    std::string stopping;
+};
+
+// Listens on a Unix socket that is the user's alone (mode 0600).
+//
+// Its state lives on a strand of the executor. Destroy it only after stop() and drain() have ended.
+class LineServer {
+public:
+    LineServer(Executor executor, LineService service);
+    LineServer(const LineServer&) = delete;
+    LineServer& operator=(const LineServer&) = delete;
+    ~LineServer();
+
+    // Takes over a socket file that a dead process left. Throws LineServerError when a live one answers there, and
+    // std::system_error when the socket can't be made.
+    Async<void> listen(std::filesystem::path path);
+
+    // Takes no more lines and removes the socket file. Lines under way are still answered.
+    Async<void> stop();
+
+    // After stop: waits until every session has ended. Sessions that take longer than `patience` are cut off, once
+    // their answers are ready.
+    Async<void> drain(std::chrono::duration<double> patience);
+
+private:
+    class State;
+    std::shared_ptr<State> state;
+};
+
+}  // namespace marlet
