@@ -1,25 +1,18 @@
 #pragma once
 
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "LocalBackend/LocalTaskSchema.h"
 #include "MarletBase/Async.h"
-#include "MarletBase/Database.h"
 #include "MarletBase/Date.h"
 #include "MarletCore/Project.h"
 #include "MarletCore/QueueModelExecutor.h"
 #include "MarletCore/TaskItem.h"
 
 namespace marlet {
-
-// The local task database's file: named "LocalTasks", with LocalProjectRecord, LocalTaskRecord and LocalCommentRecord.
-struct LocalTaskSchema {
-    // Throws DatabaseError; the file is left as it is then.
-    static ModelContainer makeContainer(const std::filesystem::path& folder, const std::string& vfs = {});
-    static ModelContainer makeInMemoryContainer();
-};
 
 // The server of "On This Mac" accounts: hands out task numbers, checks parents, keeps comments.
 //
@@ -31,6 +24,9 @@ public:
     LocalTaskDatabase(const LocalTaskDatabase&) = delete;
     LocalTaskDatabase& operator=(const LocalTaskDatabase&) = delete;
 
+    // One that lives as long as the object.
+    static std::shared_ptr<LocalTaskDatabase> inMemory();
+
     Async<std::vector<Project>> projects(UUID accountID);
     Async<Project> createProject(std::string name, UUID accountID, Date at);
     Async<void> renameProject(std::string projectID, std::string name, UUID accountID);
@@ -40,9 +36,12 @@ public:
 
     // All tasks, or those changed after the date.
     Async<std::vector<TaskItem>> tasks(UUID accountID, std::string projectID, std::optional<Date> updatedSince);
+    Async<TaskItem> task(UUID accountID, std::string projectID, std::string taskID);
+    // A draft with the originID of an earlier one makes no second task: the earlier one takes the draft's content.
     Async<TaskItem> createTask(TaskDraft draft, UUID accountID, std::string projectID, Date at);
     Async<TaskItem> updateTask(TaskItem item, UUID accountID, Date at);
-    // Its subtasks become tasks without a parent.
+    // Finds the task by its number, or by the originID that it was made with. Its subtasks become tasks without a
+    // parent.
     Async<void> deleteTask(TaskItem item, UUID accountID, Date at);
 
     // The oldest first.
@@ -50,6 +49,10 @@ public:
     Async<TaskComment> addComment(std::string text, UUID accountID, TaskItem task, Date at);
 
 private:
+    // Runs the plain function `work` on the executor, in a transaction of its own.
+    template <class Work>
+    auto run(Work work);
+
     QueueModelExecutor executor;
 };
 
