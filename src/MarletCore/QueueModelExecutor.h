@@ -36,7 +36,8 @@ public:
     bool isCurrent() const;
 
     // Runs the plain function `work` here and gives its result, or throws what it threw, on the caller's own executor.
-    // `work` runs to its end also when the caller is cancelled meanwhile.
+    // `work` runs to its end also when the caller is cancelled meanwhile. The caller's loop must outlive this executor:
+    // its thread may still be on the way out of the loop when the caller has resumed.
     template <class Work>
     auto run(Work work) -> Async<std::invoke_result_t<Work&>>;
 

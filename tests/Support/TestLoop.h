@@ -16,6 +16,7 @@
 namespace marlet {
 
 // The event loop of one test, run by the test's own thread: suspending operations in ordinary test functions.
+// Declare it before the stores and executors that it awaits, so that it outlives their threads.
 class TestLoop {
 public:
     TestLoop() = default;
@@ -87,10 +88,11 @@ private:
     boost::asio::io_context context;
 };
 
-// For a single operation that needs no loop of its own choosing.
+// For a single operation that needs no loop of its own choosing. The loop stays: an executor's thread may still be
+// on its way out of it when the operation has ended.
 template <class T>
 T runToEnd(Async<T> operation) {
-    TestLoop loop;
+    static TestLoop loop;
     return loop.runToEnd(std::move(operation));
 }
 
