@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -10,28 +9,20 @@
 #include "LocalBackend/LocalTaskDatabase.h"
 #include "MarletBase/Async.h"
 #include "MarletBase/Clock.h"
-#include "MarletBase/LocalizedError.h"
 #include "MarletCore/CredentialStore.h"
 #include "MarletCore/TaskBackend.h"
+#include "MarletKit/BackendFactory.h"
+#include "MarletKit/ServicesError.h"
 #include "MarletStore/TaskStore.h"
 #include "MarletSync/SyncEngine.h"
 
 namespace marlet {
 
-class ServicesError final : public LocalizedError {
-public:
-    static ServicesError notLocal() { return ServicesError("Only tasks kept on this Mac can be deleted."); }
-
-private:
-    using LocalizedError::LocalizedError;
-};
-
-// Makes the backend of an account that isn't local. Called from any thread.
-using BackendFactory = std::function<std::shared_ptr<TaskBackend>(const Account& account, const std::string& token)>;
-
 // The one object that a client creates: store, sync engine, credentials, local tasks and the backends between them.
 //
-// Immutable after construction; safe to call from any executor. Errors of its parts reach the caller as they are.
+// Immutable after construction; safe to call from any executor. Errors of its parts reach the caller as they are, and
+// the steps of an operation that came before one stay done. Destroy it only when no operation is under way any more:
+// await sync().stop() and sync().drain() first.
 class MarletServices {
 public:
     struct Parts {
@@ -55,25 +46,29 @@ public:
     LocalTaskDatabase& localTasks();
     Clock& clock();
 
-    // The account's backend: the same one until its fields or its token change. Throws BackendError::unauthorized
-    // for an account without a token.
+    // The account's backend. Of a local account it is a plain value over localTasks(); of any other it is the same
+    // one until the account's fields or its token change. Throws BackendError::unauthorized without a token.
     Async<std::shared_ptr<TaskBackend>> backend(Account account);
 
-    // The projects are the proof that the token works.
+    // The projects are the proof that the token works; nothing is kept.
     Async<std::vector<Project>> verify(Account account, std::string token);
+    // Ends with a full sync of the account, which keeps its failures to the rows that they concern.
     Async<void> addAccount(Account account, std::string token, std::vector<Project> projects,
                            std::set<std::string> subscribedProjectIDs);
     Async<Account> addLocalAccount(std::string name, std::string firstProjectName);
     Async<Project> createLocalProject(std::string name, UUID accountID);
     Async<void> renameLocalProject(std::string projectID, std::string name, UUID accountID);
     Async<void> deleteLocalProject(std::string projectID, UUID accountID);
-    // Throws ServicesError::notLocal for a task of another service.
+    // Waits for a pass that is running. Throws StoreError::taskNotFound, and ServicesError::notLocal for a task of
+    // another service.
     Async<void> deleteLocalTask(UUID localID);
     // A token that the server refuses changes nothing.
     Async<void> updateToken(std::string token, Account account);
+    // Empty for a task that its server hasn't seen, or that has gone.
     Async<std::vector<TaskComment>> comments(std::string taskKey);
+    // The service's own bytes. Throws BackendError::rejected with the reason why there are none.
     Async<std::string> rawTask(std::string taskKey);
-    // Posts at once; nothing is queued.
+    // Posts at once; nothing is queued. Throws StoreError::taskNotFound for a task that its server hasn't seen.
     Async<TaskComment> addComment(std::string text, std::string taskKey);
     Async<void> removeAccount(UUID id);
 
