@@ -104,7 +104,11 @@ auto QueueModelExecutor::run(Work work) -> Async<std::invoke_result_t<Work&>> {
             } catch (...) {
                 state->outcome.error = std::current_exception();
             }
-            boost::asio::post(executor, [waiting = std::move(waiting)] { std::move (*waiting)(); });
+            // Nothing of the outcome stays with this thread: an error is looked at and freed by the caller's.
+            boost::asio::post(executor, [state = std::move(state), waiting = std::move(waiting)]() mutable {
+                state.reset();
+                std::move (*waiting)();
+            });
         });
     };
     co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>, void()>(std::move(initiate),
