@@ -1,16 +1,16 @@
 // Mapping of described records to the columns of an SQLite table: a column is named after the member it holds.
 //
 // Texts, enumerations (by code), URLs and UUIDs are TEXT, dates and doubles REAL, booleans and integers INTEGER,
-// records and lists JSON text. An absent optional is NULL.
+// records and lists JSON text. An absent optional is NULL. An enumeration's unknown code leaves the member as the
+// record sets it up: a row that a later version wrote stays readable.
 #pragma once
 
 #include <SQLiteCpp/Column.h>
 #include <SQLiteCpp/Statement.h>
 
-#include <boost/json/serialize.hpp>
 #include <string>
 
-#include "MarletBase/Coding.h"
+#include "MarletBase/JSONText.h"
 
 namespace marlet {
 
@@ -42,11 +42,15 @@ void bindValue(SQLite::Statement& statement, int index, const Enumeration& value
 }
 template <DescribedRecord Record>
 void bindValue(SQLite::Statement& statement, int index, const Record& value) {
-    statement.bind(index, boost::json::serialize(encode(value, DateCoding::seconds)));
+    std::string text;
+    appendJSON(text, value);
+    statement.bind(index, text);
 }
 template <class Element>
 void bindValue(SQLite::Statement& statement, int index, const std::vector<Element>& values) {
-    statement.bind(index, values.empty() ? "[]" : boost::json::serialize(encode(values, DateCoding::seconds)));
+    std::string text;
+    appendJSON(text, values);
+    statement.bind(index, text);
 }
 template <class Value>
 void bindValue(SQLite::Statement& statement, int index, const std::optional<Value>& value) {
@@ -64,9 +68,13 @@ void bindAll(SQLite::Statement& statement, const Values&... values) {
     (bindValue(statement, ++index, values), ...);
 }
 
+// The bytes in SQLite's own memory, valid until the statement moves on. Asking for a text instead would copy it.
+inline std::string_view columnBytes(const SQLite::Column& column) {
+    const void* bytes = column.getBlob();
+    return {static_cast<const char*>(bytes), bytes ? static_cast<size_t>(column.getBytes()) : 0};
+}
 inline std::string columnText(const SQLite::Column& column) {
-    const char* bytes = column.getText("");
-    return {bytes, static_cast<size_t>(column.getBytes())};
+    return std::string(columnBytes(column));
 }
 
 inline void readColumn(const SQLite::Column& column, bool& value) {
@@ -90,13 +98,17 @@ inline void readColumn(const SQLite::Column& column, Date& value) {
 inline void readColumn(const SQLite::Column& column, URL& value) {
     value = URL::parse(columnText(column)).value_or(URL());
 }
+template <DescribedEnumeration Enumeration>
+void readColumn(const SQLite::Column& column, Enumeration& value) {
+    value = fromCode<Enumeration>(columnBytes(column)).value_or(value);
+}
 template <DescribedRecord Record>
 void readColumn(const SQLite::Column& column, Record& value) {
-    value = decoded<Record>(parseJSON(columnText(column)));
+    value = decoded<Record>(parseJSON(columnBytes(column)));
 }
 template <class Element>
 void readColumn(const SQLite::Column& column, std::vector<Element>& values) {
-    std::string text = columnText(column);
+    std::string_view text = columnBytes(column);
     values = text == "[]" ? std::vector<Element>() : decoded<std::vector<Element>>(parseJSON(text));
 }
 template <class Value>
@@ -106,6 +118,52 @@ void readColumn(const SQLite::Column& column, std::optional<Value>& value) {
     } else {
         readColumn(column, value.emplace());
     }
+}
+
+// Whether the column holds exactly what bindValue would write: what a writer asks to leave an unchanged row alone.
+inline bool columnHolds(const SQLite::Column& column, std::string_view value) {
+    return !column.isNull() && columnBytes(column) == value;
+}
+inline bool columnHolds(const SQLite::Column& column, const std::string& value) {
+    return columnHolds(column, std::string_view(value));
+}
+inline bool columnHolds(const SQLite::Column& column, bool value) {
+    return !column.isNull() && (column.getInt() != 0) == value;
+}
+inline bool columnHolds(const SQLite::Column& column, int64_t value) {
+    return !column.isNull() && column.getInt64() == value;
+}
+inline bool columnHolds(const SQLite::Column& column, double value) {
+    return !column.isNull() && column.getDouble() == value;
+}
+inline bool columnHolds(const SQLite::Column& column, const Date& value) {
+    return columnHolds(column, secondsSince1970(value));
+}
+inline bool columnHolds(const SQLite::Column& column, const URL& value) {
+    return columnHolds(column, std::string_view(value.text()));
+}
+template <DescribedEnumeration Enumeration>
+bool columnHolds(const SQLite::Column& column, const Enumeration& value) {
+    return columnHolds(column, code(value));
+}
+template <class Composite>
+    requires DescribedRecord<Composite>
+bool columnHolds(const SQLite::Column& column, const Composite& value) {
+    thread_local std::string text;
+    text.clear();
+    appendJSON(text, value);
+    return columnHolds(column, std::string_view(text));
+}
+template <class Element>
+bool columnHolds(const SQLite::Column& column, const std::vector<Element>& values) {
+    thread_local std::string text;
+    text.clear();
+    appendJSON(text, values);
+    return columnHolds(column, std::string_view(text));
+}
+template <class Value>
+bool columnHolds(const SQLite::Column& column, const std::optional<Value>& value) {
+    return value ? columnHolds(column, *value) : column.isNull();
 }
 
 // "id, name, detail": the members in their order.

@@ -143,10 +143,10 @@ void ModelContext::resetStatements() {
     }
 }
 
-ModelContext::TransactionScope::TransactionScope(ModelContext& owner)
+ModelContext::TransactionScope::TransactionScope(ModelContext& owner, bool isWriting)
     : context(owner), isOutermost(!owner.isInTransaction) {
     if (isOutermost) {
-        context.statement("BEGIN IMMEDIATE").exec();
+        context.statement(isWriting ? "BEGIN IMMEDIATE" : "BEGIN").exec();
         context.isInTransaction = true;
     }
 }

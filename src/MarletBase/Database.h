@@ -61,7 +61,21 @@ public:
     // Inside a transaction it only runs `body`.
     template <class Body>
     auto transaction(Body&& body) {
-        TransactionScope scope(*this);
+        return inTransaction(std::forward<Body>(body), true);
+    }
+
+    // Runs `body`, which only reads, on one state of the database.
+    template <class Body>
+    auto reading(Body&& body) {
+        return inTransaction(std::forward<Body>(body), false);
+    }
+
+    SQLite::Database& database() { return *connection; }
+
+private:
+    template <class Body>
+    auto inTransaction(Body&& body, bool isWriting) {
+        TransactionScope scope(*this, isWriting);
         if constexpr (std::is_void_v<decltype(body())>) {
             body();
             scope.commit();
@@ -72,12 +86,9 @@ public:
         }
     }
 
-    SQLite::Database& database() { return *connection; }
-
-private:
     class TransactionScope {
     public:
-        explicit TransactionScope(ModelContext& owner);
+        TransactionScope(ModelContext& owner, bool isWriting);
         TransactionScope(const TransactionScope&) = delete;
         TransactionScope& operator=(const TransactionScope&) = delete;
         ~TransactionScope();
