@@ -114,6 +114,8 @@ public:
     Async<std::vector<TaskSnapshot>> taskSnapshots(TaskQuery query);
     Async<std::optional<TaskSnapshot>> taskSnapshot(std::string key);
     Async<std::optional<TaskSnapshot>> taskSnapshot(UUID localID);
+    // The tasks whose localID begins so, in any case, in ascending order: at most `limit`.
+    Async<std::vector<UUID>> taskIDs(std::string beginning, int64_t limit);
     // By name, as the user's locale sorts.
     Async<std::vector<ProjectSnapshot>> projectSnapshots(std::optional<UUID> accountID, bool subscribedOnly);
     // The project of this key alone, without a look at the others.
