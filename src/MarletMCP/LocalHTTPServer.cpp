@@ -169,9 +169,12 @@ Async<void> LocalHTTPServer::State::acceptConnections(Shared self, std::shared_p
         error_code failure;
         tcp::socket socket =
             co_await source->acceptor.async_accept(boost::asio::redirect_error(boost::asio::use_awaitable, failure));
+        if (!source->acceptor.is_open()) {
+            co_return;  // also with a connection that came in at the last moment
+        }
         if (!failure) {
             admit(self, std::move(socket));
-        } else if (source->acceptor.is_open()) {
+        } else {
             // Out of descriptors, say. The peer waits in the backlog meanwhile.
             source->pause.expires_after(acceptPause);
             co_await source->pause.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, failure));
