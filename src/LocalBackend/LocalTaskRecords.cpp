@@ -27,6 +27,7 @@ std::optional<int64_t> decimalNumber(const std::string& text) {
 
 std::vector<std::string> labelNames(const TaskItem& item) {
     std::vector<std::string> names;
+    names.reserve(item.labels.size());
     for (const TaskLabel& label : item.labels) {
         names.push_back(label.name);
     }
@@ -78,6 +79,7 @@ TaskItem taskItem(SQLite::Statement& row) {
     item.updatedAt = record.updatedAt;
     item.dueDate = record.dueDate;
     item.priority = record.priority;
+    item.labels.reserve(record.labels.size());
     for (std::string& name : record.labels) {
         item.labels.push_back({std::move(name), std::nullopt});
     }

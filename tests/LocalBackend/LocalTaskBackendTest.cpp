@@ -89,6 +89,7 @@ TEST(LocalTaskBackendTest, theRawTaskOfATaskThatHasGoneIsNotFound) {
 TEST(LocalTaskBackendTest, manyCreatesAtOnceTakeOneNumberEach) {
     LocalAccount local;
     std::vector<std::shared_ptr<TestLoop::Outcome<TaskItem>>> creates;
+    creates.reserve(50);
     for (int count = 0; count < 50; ++count) {
         creates.push_back(local.loop.start(local.backend.createTask({.title = "Bean"}, local.project.id)));
     }

@@ -12,6 +12,7 @@ namespace {
 
 std::vector<std::string> names(const std::vector<Project>& projects) {
     std::vector<std::string> result;
+    result.reserve(projects.size());
     for (const Project& project : projects) {
         result.push_back(project.name);
     }

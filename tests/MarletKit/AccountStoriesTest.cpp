@@ -30,6 +30,7 @@ void serve(ServicesHarness& harness, const std::vector<std::string>& projectIDs)
         auto backend = std::make_shared<ScriptedBackend>(account);
         backend->onFetchProjects = [projectIDs] {
             std::vector<Project> projects;
+            projects.reserve(projectIDs.size());
             for (const std::string& id : projectIDs) {
                 projects.push_back(projectOfWork(id));
             }
@@ -44,6 +45,7 @@ void serve(ServicesHarness& harness, const std::vector<std::string>& projectIDs)
 
 std::vector<std::string> titles(const std::vector<TaskSnapshot>& tasks) {
     std::vector<std::string> result;
+    result.reserve(tasks.size());
     for (const TaskSnapshot& task : tasks) {
         result.push_back(task.item.title);
     }

@@ -111,6 +111,7 @@ TEST(BackendLookupTest, callersOnManyThreadsShareOneBackend) {
         }});
 
     std::vector<std::future<std::shared_ptr<TaskBackend>>> calls;
+    calls.reserve(64);
     for (int count = 0; count < 64; ++count) {
         calls.push_back(boost::asio::co_spawn(threads, services.backend(account), boost::asio::use_future));
     }

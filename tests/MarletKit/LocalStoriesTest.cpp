@@ -10,8 +10,10 @@ std::vector<TaskItem> databaseTasks(ServicesHarness& harness, const Account& acc
 }
 
 std::vector<std::string> projectNames(ServicesHarness& harness, const Account& account) {
+    std::vector<ProjectSnapshot> projects = harness.run(harness.store().projectSnapshots(account.id, true));
     std::vector<std::string> names;
-    for (const ProjectSnapshot& project : harness.run(harness.store().projectSnapshots(account.id, true))) {
+    names.reserve(projects.size());
+    for (const ProjectSnapshot& project : projects) {
         names.push_back(project.name);
     }
     return names;
