@@ -98,7 +98,7 @@ TEST_P(ErrorSortingTest, refusedHintsAreSwitchedOffInSilenceAndAnyOtherFailureOf
     EXPECT_EQ(setup.projectError(service), std::nullopt);
     if (failure().isNarrow) {
         EXPECT_EQ(setup.account(service).hintRejectedAt, setup.clock.now());
-        EXPECT_THAT(service.backend->calls, Contains(StartsWith("fetchTasks p since")));
+        EXPECT_THAT(service.backend->calls, Contains("fetchTasks p full"));
     } else {
         EXPECT_EQ(setup.account(service).hintRejectedAt, std::nullopt);
         EXPECT_THAT(service.backend->calls, Not(Contains(StartsWith("fetchTasks"))));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,6 +16,8 @@ struct FailureCase {
     std::exception_ptr error;
     bool isNarrow = false;
     std::string message;
+
+    friend void PrintTo(const FailureCase& failure, std::ostream* stream) { *stream << failure.name; }
 };
 
 inline FailureCase failureCase(const std::string& name, const BackendError& error, bool isNarrow) {

@@ -199,7 +199,8 @@ TaskItem RemoteService::take(TaskItem item) {
     if (!find(item.projectID, item.id)) {
         throw BackendError::notFound();
     }
-    return add(item.projectID, std::move(item));
+    std::string projectID = item.projectID;
+    return add(projectID, std::move(item));
 }
 
 TaskItem RemoteService::create(const TaskDraft& draft, const std::string& projectID) {

@@ -1,3 +1,4 @@
+#include "MarletSync/SyncGateInternal.h"
 #include "SyncScenario.h"
 
 namespace marlet {
@@ -27,17 +28,10 @@ Async<int> seven() {
     co_return 7;
 }
 
-Async<void> enterAtOnce(SyncSetup* setup, Order* order, std::string name) {
-    Latch open;
-    open.open();
-    co_await setup->engine->runExclusively(visit(*order, name, open));
-}
-
-// The last thing that it does, still inside the gate, is to send a newcomer on the way.
-Async<void> bringNewcomer(SyncSetup* setup, Order* order, Latch latch) {
-    order->entered.push_back("first");
-    co_await latch.pass();
-    boost::asio::co_spawn(setup->loop.executor(), enterAtOnce(setup, order, "newcomer"), [](std::exception_ptr) {});
+Async<void> visitGate(SyncGate* gate, Order* order, std::string name) {
+    co_await gate->untilFree();
+    SyncGate::Stay stay(*gate);
+    order->entered.push_back(std::move(name));
 }
 
 TEST(SyncGateTest, threeWaitersAreServedInTheOrderInWhichTheyCameOnePerRelease) {
@@ -63,21 +57,23 @@ TEST(SyncGateTest, threeWaitersAreServedInTheOrderInWhichTheyCameOnePerRelease) 
 }
 
 TEST(SyncGateTest, aNewcomerThatGetsInFirstSendsTheWokenWaiterToTheEndOfTheLine) {
-    SyncSetup setup;
+    TestLoop loop;
+    SyncGate gate;
     Order order;
-    Latch latch;
-    Latch open;
-    open.open();
-    setup.loop.start(setup.engine->runExclusively(
-        [setup = &setup, order = &order, latch] { return bringNewcomer(setup, order, latch); }));
-    setup.loop.start(setup.engine->runExclusively(visit(order, "second", open)));
-    setup.loop.start(setup.engine->runExclusively(visit(order, "third", open)));
-    setup.loop.runReady();
+    auto first = std::make_unique<SyncGate::Stay>(gate);
+    loop.start(visitGate(&gate, &order, "woken"));
+    loop.start(visitGate(&gate, &order, "next in line"));
+    loop.runReady();
 
-    latch.open();
-    setup.loop.runUntil([&] { return order.entered.size() == 4; });
+    first.reset();
+    auto newcomer = std::make_unique<SyncGate::Stay>(gate);
+    loop.runReady();
+    EXPECT_TRUE(order.entered.empty());
+    newcomer.reset();
+    loop.runReady();
 
-    EXPECT_THAT(order.entered, ElementsAre("first", "newcomer", "third", "second"));
+    EXPECT_THAT(order.entered, ElementsAre("next in line", "woken"));
+    EXPECT_FALSE(gate.isTaken());
 }
 
 TEST(SyncGateTest, aBodyThatThrowsReleasesTheGateAndItsErrorReachesTheCaller) {
