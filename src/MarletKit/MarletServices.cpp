@@ -30,12 +30,27 @@ public:
     explicit State(Parts parts);
 
     Async<std::shared_ptr<TaskBackend>> backend(Account account);
-    Async<std::optional<Account>> account(UUID id);
+    Async<std::vector<Project>> verify(Account account, std::string token);
+    Async<void> addAccount(Account account, std::string token, std::vector<Project> projects,
+                           std::set<std::string> subscribedProjectIDs);
+    Async<Account> addLocalAccount(std::string name, std::string firstProjectName);
+    Async<Project> createLocalProject(std::string name, UUID accountID);
+    Async<void> renameLocalProject(std::string projectID, std::string name, UUID accountID);
+    Async<void> deleteLocalProject(std::string projectID, UUID accountID);
+    Async<void> deleteLocalTask(UUID localID);
+    Async<void> updateToken(std::string token, Account account);
+    Async<void> removeAccount(UUID id);
     // No value when the task or its account has gone, or when the server hasn't seen the task.
     Async<std::optional<ServerContext>> serverContext(std::string taskKey);
-    Async<void> refreshLocalProjects(UUID accountID);
-    Async<void> deleteLocalTask(UUID localID);
 
+    // Runs an operation of several steps to its end, also when its caller is cancelled: a token must not stay behind
+    // because a client hung up.
+    template <class T>
+    Async<T> whole(Async<T> operation) {
+        return runOn(boost::asio::make_strand(executor), std::move(operation));
+    }
+
+    const Executor executor;
     const std::shared_ptr<LocalTaskDatabase> localTasks;
     const std::shared_ptr<CredentialStore> credentials;
     const std::shared_ptr<Clock> clock;
@@ -44,18 +59,24 @@ public:
     BackendCache cache;
     TaskStore store;
     SyncEngine sync;
+
+private:
+    Async<std::optional<Account>> account(UUID id);
+    Async<void> refreshLocalProjects(UUID accountID);
+    Async<void> deleteFromBothStores(UUID localID);
 };
 
 MarletServices::State::State(Parts parts)
-    : localTasks(std::move(parts.localTasks)),
+    : executor(std::move(parts.executor)),
+      localTasks(std::move(parts.localTasks)),
       credentials(std::move(parts.credentials)),
       clock(std::move(parts.clock)),
       backendFactory(std::move(parts.backendFactory)),
       tokens(credentials),
       cache(backendFactory),
       store(std::move(parts.container), [now = clock] { return now->now(); }),
-      sync(parts.executor, store, *clock, parts.syncPolicy,
-           [this](Account account) { return backend(std::move(account)); }) {}
+      sync(executor, store, *clock, parts.syncPolicy, [this](Account account) { return backend(std::move(account)); }) {
+}
 
 Async<std::shared_ptr<TaskBackend>> MarletServices::State::backend(Account account) {
     if (isLocal(account.kind)) {
@@ -98,7 +119,7 @@ Async<void> MarletServices::State::refreshLocalProjects(UUID accountID) {
     co_await store.replaceProjects(std::move(projects), accountID, clock->now());
 }
 
-Async<void> MarletServices::State::deleteLocalTask(UUID localID) {
+Async<void> MarletServices::State::deleteFromBothStores(UUID localID) {
     std::optional<TaskSnapshot> snapshot = co_await store.taskSnapshot(localID);
     if (!snapshot) {
         throw StoreError::taskNotFound();
@@ -117,6 +138,74 @@ Async<void> MarletServices::State::deleteLocalTask(UUID localID) {
         }
     }
     co_await store.deleteTask(snapshot->key);
+}
+
+Async<std::vector<Project>> MarletServices::State::verify(Account account, std::string token) {
+    if (isLocal(account.kind)) {
+        std::vector<Project> own = co_await localTasks->projects(account.id);
+        co_return own;
+    }
+    std::shared_ptr<TaskBackend> fresh = backendFactory(account, token);
+    std::vector<Project> projects = co_await fresh->fetchProjects();
+    co_return projects;
+}
+
+Async<void> MarletServices::State::addAccount(Account account, std::string token, std::vector<Project> projects,
+                                              std::set<std::string> subscribedProjectIDs) {
+    if (!isLocal(account.kind)) {
+        co_await tokens.setToken(std::move(token), account.id);
+    }
+    co_await store.addAccount(account);
+    co_await store.replaceProjects(std::move(projects), account.id, clock->now());
+    for (const std::string& projectID : subscribedProjectIDs) {
+        co_await store.setSubscribed(true, account.id, projectID);
+    }
+    co_await sync.syncNow(account.id, std::nullopt, SyncEngine::Mode::full, clock->now());
+}
+
+Async<Account> MarletServices::State::addLocalAccount(std::string name, std::string firstProjectName) {
+    Account account{UUID::random(), BackendKind::local, std::move(name), *defaultBaseURL(BackendKind::local)};
+    Project project = co_await localTasks->createProject(std::move(firstProjectName), account.id, clock->now());
+    std::vector<Project> projects{project};
+    std::set<std::string> subscribed{project.id};
+    co_await addAccount(account, std::string(), std::move(projects), std::move(subscribed));
+    co_return account;
+}
+
+Async<Project> MarletServices::State::createLocalProject(std::string name, UUID accountID) {
+    Project project = co_await localTasks->createProject(std::move(name), accountID, clock->now());
+    co_await refreshLocalProjects(accountID);
+    co_await store.setSubscribed(true, accountID, project.id);
+    co_return project;
+}
+
+Async<void> MarletServices::State::renameLocalProject(std::string projectID, std::string name, UUID accountID) {
+    co_await localTasks->renameProject(std::move(projectID), std::move(name), accountID);
+    co_await refreshLocalProjects(accountID);
+}
+
+Async<void> MarletServices::State::deleteLocalProject(std::string projectID, UUID accountID) {
+    co_await localTasks->deleteProject(projectID, accountID);
+    co_await store.removeProject(accountID, projectID);
+}
+
+Async<void> MarletServices::State::deleteLocalTask(UUID localID) {
+    // No pass may see the task half deleted.
+    co_await sync.runExclusively([this, localID] { return deleteFromBothStores(localID); });
+}
+
+Async<void> MarletServices::State::updateToken(std::string token, Account account) {
+    std::vector<Project> projects = co_await verify(account, token);
+    co_await tokens.setToken(std::move(token), account.id);
+    co_await store.replaceProjects(std::move(projects), account.id, clock->now());
+    co_await sync.clearRejections(account.id);
+    co_await sync.syncNow(account.id, std::nullopt, SyncEngine::Mode::delta, clock->now());
+}
+
+Async<void> MarletServices::State::removeAccount(UUID id) {
+    co_await store.removeAccount(id);
+    co_await localTasks->removeAccount(id);
+    co_await tokens.setToken(std::nullopt, id);
 }
 
 MarletServices::MarletServices(Parts parts) : state(std::make_unique<State>(std::move(parts))) {}
@@ -148,67 +237,41 @@ Async<std::shared_ptr<TaskBackend>> MarletServices::backend(Account account) {
 }
 
 Async<std::vector<Project>> MarletServices::verify(Account account, std::string token) {
-    if (isLocal(account.kind)) {
-        std::vector<Project> own = co_await state->localTasks->projects(account.id);
-        co_return own;
-    }
-    std::shared_ptr<TaskBackend> fresh = state->backendFactory(account, token);
-    std::vector<Project> projects = co_await fresh->fetchProjects();
-    co_return projects;
+    return state->verify(std::move(account), std::move(token));
 }
 
 Async<void> MarletServices::addAccount(Account account, std::string token, std::vector<Project> projects,
                                        std::set<std::string> subscribedProjectIDs) {
-    if (!isLocal(account.kind)) {
-        co_await state->tokens.setToken(std::move(token), account.id);
-    }
-    co_await state->store.addAccount(account);
-    co_await state->store.replaceProjects(std::move(projects), account.id, state->clock->now());
-    for (const std::string& projectID : subscribedProjectIDs) {
-        co_await state->store.setSubscribed(true, account.id, projectID);
-    }
-    co_await state->sync.syncNow(account.id, std::nullopt, SyncEngine::Mode::full, state->clock->now());
+    return state->whole(
+        state->addAccount(std::move(account), std::move(token), std::move(projects), std::move(subscribedProjectIDs)));
 }
 
 Async<Account> MarletServices::addLocalAccount(std::string name, std::string firstProjectName) {
-    Account account{UUID::random(), BackendKind::local, std::move(name), *defaultBaseURL(BackendKind::local)};
-    Project project =
-        co_await state->localTasks->createProject(std::move(firstProjectName), account.id, state->clock->now());
-    std::vector<Project> projects{project};
-    std::set<std::string> subscribed{project.id};
-    co_await addAccount(account, std::string(), std::move(projects), std::move(subscribed));
-    co_return account;
+    return state->whole(state->addLocalAccount(std::move(name), std::move(firstProjectName)));
 }
 
 Async<Project> MarletServices::createLocalProject(std::string name, UUID accountID) {
-    Project project = co_await state->localTasks->createProject(std::move(name), accountID, state->clock->now());
-    co_await state->refreshLocalProjects(accountID);
-    co_await state->store.setSubscribed(true, accountID, project.id);
-    co_return project;
+    return state->whole(state->createLocalProject(std::move(name), accountID));
 }
 
 Async<void> MarletServices::renameLocalProject(std::string projectID, std::string name, UUID accountID) {
-    co_await state->localTasks->renameProject(std::move(projectID), std::move(name), accountID);
-    co_await state->refreshLocalProjects(accountID);
+    return state->whole(state->renameLocalProject(std::move(projectID), std::move(name), accountID));
 }
 
 Async<void> MarletServices::deleteLocalProject(std::string projectID, UUID accountID) {
-    co_await state->localTasks->deleteProject(projectID, accountID);
-    co_await state->store.removeProject(accountID, projectID);
+    return state->whole(state->deleteLocalProject(std::move(projectID), accountID));
 }
 
 Async<void> MarletServices::deleteLocalTask(UUID localID) {
-    // No pass may see the task half deleted.
-    State* owner = state.get();
-    co_await state->sync.runExclusively([owner, localID] { return owner->deleteLocalTask(localID); });
+    return state->whole(state->deleteLocalTask(localID));
 }
 
 Async<void> MarletServices::updateToken(std::string token, Account account) {
-    std::vector<Project> projects = co_await verify(account, token);
-    co_await state->tokens.setToken(std::move(token), account.id);
-    co_await state->store.replaceProjects(std::move(projects), account.id, state->clock->now());
-    co_await state->sync.clearRejections(account.id);
-    co_await state->sync.syncNow(account.id, std::nullopt, SyncEngine::Mode::delta, state->clock->now());
+    return state->whole(state->updateToken(std::move(token), std::move(account)));
+}
+
+Async<void> MarletServices::removeAccount(UUID id) {
+    return state->whole(state->removeAccount(id));
 }
 
 Async<std::vector<TaskComment>> MarletServices::comments(std::string taskKey) {
@@ -240,12 +303,6 @@ Async<TaskComment> MarletServices::addComment(std::string text, std::string task
     }
     TaskComment comment = co_await context->backend->addComment(std::move(text), std::move(context->item));
     co_return comment;
-}
-
-Async<void> MarletServices::removeAccount(UUID id) {
-    co_await state->store.removeAccount(id);
-    co_await state->localTasks->removeAccount(id);
-    co_await state->tokens.setToken(std::nullopt, id);
 }
 
 }  // namespace marlet

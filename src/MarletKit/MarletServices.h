@@ -21,7 +21,8 @@ namespace marlet {
 // The one object that a client creates: store, sync engine, credentials, local tasks and the backends between them.
 //
 // Immutable after construction; safe to call from any executor. Errors of its parts reach the caller as they are, and
-// the steps of an operation that came before one stay done. Destroy it only when no operation is under way any more:
+// the steps of an operation that came before one stay done. Cancelling the caller doesn't cut a change of accounts,
+// projects or tasks short: it runs to its end first. Destroy it only when no operation is under way any more:
 // await sync().stop() and sync().drain() first.
 class MarletServices {
 public:

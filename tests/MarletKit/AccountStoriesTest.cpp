@@ -232,5 +232,23 @@ TEST(AccountStoriesTest, aRemovedLocalAccountIsGoneFromBothStores) {
     EXPECT_EQ(harness.run(harness.services().localTasks().projects(other.id)).size(), 1U);
 }
 
+TEST(AccountStoriesTest, removingAnAccountGoesOnToItsEndWhenTheCallerIsCancelled) {
+    ServicesHarness harness;
+    serve(harness, {"a"});
+    harness.run(harness.services().addAccount(work, "secret", {projectOfWork("a")}, {"a"}));
+    boost::asio::cancellation_signal cancellation;
+    bool isFinished = false;
+    boost::asio::co_spawn(harness.loop.executor(), harness.services().removeAccount(work.id),
+                          boost::asio::bind_cancellation_slot(cancellation.slot(),
+                                                              [&](const std::exception_ptr&) { isFinished = true; }));
+    harness.loop.runReady();
+
+    cancellation.emit(boost::asio::cancellation_type::terminal);
+    harness.loop.runUntil([&] { return isFinished; });
+
+    EXPECT_TRUE(harness.run(harness.store().accounts()).empty());
+    EXPECT_EQ(harness.credentials->token(work.id), std::nullopt);
+}
+
 }  // namespace
 }  // namespace marlet
