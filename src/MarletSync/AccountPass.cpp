@@ -8,7 +8,7 @@ namespace marlet {
 namespace {
 
 TaskDraft draftOf(const TaskItem& item) {
-    TaskDraft draft{item.title, item.notes, item.dueDate, {}, item.typeName};
+    TaskDraft draft{item.title, item.notes, item.dueDate, {}, item.typeName, item.id};
     for (const TaskLabel& label : item.labels) {
         draft.labels.push_back(label.name);
     }

@@ -52,7 +52,8 @@ TEST(PushPassTest, aNewTaskGoesOutAsADraftWithAllThatADraftHolds) {
     SyncSetup setup;
     RemoteService& service = setup.addAccount("Home", {}, {"p"});
     TaskDraft draft{"Plant", "Two rows", dateFromSeconds(1'900'000'000), {"garden", "spring"}, "Chore"};
-    setup.run(setup.store.createTask(draft, service.id(), "p", setup.clock.now()));
+    std::string key = setup.run(setup.store.createTask(draft, service.id(), "p", setup.clock.now()));
+    draft.originID = setup.run(setup.store.task(key)).value().id;
     std::optional<TaskDraft> sent;
     std::string sentTo;
     auto create = service.backend->onCreateTask;
