@@ -116,6 +116,10 @@ public:
     Async<std::optional<TaskSnapshot>> taskSnapshot(UUID localID);
     // The tasks whose localID begins so, in any case, in ascending order: at most `limit`.
     Async<std::vector<UUID>> taskIDs(std::string beginning, int64_t limit);
+    // The tasks, completed ones included, whose number or localID is this text, case ignored: of every account, of one,
+    // or of one project of it. In the order of taskSnapshots, by an index.
+    Async<std::vector<TaskSnapshot>> tasksNamed(std::string name, std::optional<UUID> accountID,
+                                                std::optional<std::string> projectID);
     // By name, as the user's locale sorts.
     Async<std::vector<ProjectSnapshot>> projectSnapshots(std::optional<UUID> accountID, bool subscribedOnly);
     // The project of this key alone, without a look at the others.
