@@ -92,8 +92,7 @@ TEST(ToolArgumentsTest, aValueOfAnotherKindIsRefusedByName) {
         EXPECT_EQ(refusal([&] { given(value).text("given"); }), "given must be a string.") << value.data();
         EXPECT_EQ(refusal([&] { given(value).requiredText("given"); }), "given must be a string.") << value.data();
         EXPECT_EQ(refusal([&] { given(value).uuid("given"); }), "given must be a string.") << value.data();
-        EXPECT_EQ(refusal([&] { given(value).date("given"); }), "given must be a date string or null.")
-            << value.data();
+        EXPECT_EQ(refusal([&] { given(value).date("given"); }), "given must be a date string or null.") << value.data();
     }
     for (const JSONValue& value : allBut("boolean")) {
         EXPECT_EQ(refusal([&] { given(value).boolean("given"); }), "given must be true or false.") << value.data();
@@ -102,12 +101,10 @@ TEST(ToolArgumentsTest, aValueOfAnotherKindIsRefusedByName) {
         EXPECT_EQ(refusal([&] { given(value).integer("given"); }), "given must be an integer.") << value.data();
     }
     for (const JSONValue& value : allBut("array")) {
-        EXPECT_EQ(refusal([&] { given(value).texts("given"); }), "given must be an array of strings.")
-            << value.data();
+        EXPECT_EQ(refusal([&] { given(value).texts("given"); }), "given must be an array of strings.") << value.data();
     }
     for (const JSONValue& value : allBut("number")) {
-        EXPECT_EQ(refusal([&] { given(value).estimate("given"); }),
-                  "given must be a number of at least 0, or null.")
+        EXPECT_EQ(refusal([&] { given(value).estimate("given"); }), "given must be a number of at least 0, or null.")
             << value.data();
     }
 }
@@ -132,8 +129,7 @@ TEST(ToolArgumentsTest, aUUIDIsReadInAnyCaseAndNothingElseIsOne) {
 TEST(ToolArgumentsTest, aDateIsLeftRemovedOrSet) {
     EXPECT_EQ(ToolArguments({}).date("given"), std::nullopt);
     EXPECT_EQ(given(nullptr).date("given"), FieldChange<Date>(std::in_place));
-    EXPECT_EQ(given("2026-01-31T09:05:00.5+01:00").date("given"),
-              FieldChange<Date>(dateFromSeconds(1769846700.5)));
+    EXPECT_EQ(given("2026-01-31T09:05:00.5+01:00").date("given"), FieldChange<Date>(dateFromSeconds(1769846700.5)));
 }
 
 TEST(ToolArgumentsTest, aBareDayIsMidnightInTheComputersTimeZone) {
@@ -151,10 +147,11 @@ TEST(ToolArgumentsTest, aTextThatIsNoDateIsRefusedWithTheFormsThatAre) {
 }
 
 TEST(ToolArgumentsTest, textsAreTrimmedAndTheEmptyOnesDropped) {
-    EXPECT_EQ(given(JSONValue::array({" a ", "", "\n", "b c"})).texts("given"),
-              std::vector<std::string>({"a", "b c"}));
+    EXPECT_EQ(given(JSONValue::array({" a ", "", "\n", "b c"})).texts("given"), std::vector<std::string>({"a", "b c"}));
     EXPECT_EQ(given(JSONValue::Array()).texts("given"), std::vector<std::string>());
-    EXPECT_EQ(refusal([] { given(JSONValue::array({"a", nullptr})).texts("given"); }),
+    EXPECT_EQ(refusal([] {
+                  given(JSONValue::array({"a", nullptr})).texts("given");
+              }),
               "given must be an array of strings.");
 }
 
@@ -164,8 +161,7 @@ TEST(ToolArgumentsTest, anEstimateIsLeftRemovedOrSetAndNeverNegative) {
     EXPECT_EQ(given(0).estimate("given"), FieldChange<double>(0.0));
     EXPECT_EQ(given(2.5).estimate("given"), FieldChange<double>(2.5));
     for (double number : {-0.5, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
-        EXPECT_EQ(refusal([&] { given(number).estimate("given"); }),
-                  "given must be a number of at least 0, or null.");
+        EXPECT_EQ(refusal([&] { given(number).estimate("given"); }), "given must be a number of at least 0, or null.");
     }
 }
 

@@ -192,8 +192,8 @@ TEST(ToolShapesTest, aProjectShowsItsAccountAndItsBoardsColumns) {
 
 TEST(ToolShapesTest, aCommentShowsItsAuthorsLogin) {
     TaskComment comment{"1", User{"7", "ada", "Ada", std::nullopt}, "Well done", dateFromSeconds(1'700'000'000), {}};
-    EXPECT_EQ(commentJSON(comment), JSONValue::decode(
-                                        R"({"author": "ada", "body": "Well done", "created_at": "2023-11-14T22:13:20Z"})"));
+    EXPECT_EQ(commentJSON(comment),
+              JSONValue::decode(R"({"author": "ada", "body": "Well done", "created_at": "2023-11-14T22:13:20Z"})"));
     EXPECT_EQ(commentJSON(TaskComment{"1", {}, "Well done", {}, {}}),
               JSONValue::decode(R"({"author": null, "body": "Well done", "created_at": null})"));
 }
