@@ -123,6 +123,7 @@ CREATE INDEX nextTasks ON StoredTask (isCompleted, listDate DESC) WHERE isNext =
 CREATE INDEX starredTasks ON StoredTask (isCompleted, listDate DESC) WHERE isStarred = 1;
 CREATE INDEX unreadTasks ON StoredTask (isCompleted, listDate DESC) WHERE isUnread = 1;
 CREATE INDEX startedTasks ON StoredTask (isCompleted, lastStartedAt DESC) WHERE lastStartedAt IS NOT NULL;
+CREATE INDEX tasksByNumber ON StoredTask (remoteID COLLATE NOCASE);
 CREATE INDEX childTasks ON StoredTask (parentID) WHERE parentID IS NOT NULL;
 CREATE INDEX pendingTasks ON StoredTask (accountID, pendingSince) WHERE pendingOperationRaw IS NOT NULL;
 CREATE INDEX logsOfTask ON StoredTimeLog (task);

@@ -6,6 +6,7 @@
 #include "MarletBase/Text.h"
 #include "MarletStore/Operation.h"
 #include "MarletStore/Rows.h"
+#include "MarletStore/Snapshots/TaskNames.h"
 #include "MarletStore/Snapshots/TaskQueries.h"
 #include "MarletStore/TaskColumns.h"
 #include "MarletStore/TaskStore.h"
@@ -176,6 +177,14 @@ Async<std::optional<TaskSnapshot>> TaskStore::taskSnapshot(UUID localID) {
     return reading<std::optional<TaskSnapshot>>(executor, [this, localID](ModelContext& context) {
         return snapshotOf(context, storedTask(context, localID), currentTime);
     });
+}
+
+Async<std::vector<TaskSnapshot>> TaskStore::tasksNamed(std::string name, std::optional<UUID> accountID,
+                                                       std::optional<std::string> projectID) {
+    return reading<std::vector<TaskSnapshot>>(
+        executor, [this, name = std::move(name), accountID, projectID = std::move(projectID)](ModelContext& context) {
+            return snapshotsOf(context, rowsNamed(context, name, accountID, projectID), currentTime);
+        });
 }
 
 Async<std::vector<ProjectSnapshot>> TaskStore::projectSnapshots(std::optional<UUID> accountID, bool subscribedOnly) {
