@@ -169,6 +169,12 @@ TEST(AccountToolsTest, aSyncOfOneAccountTouchesAndTellsOfNoOther) {
 TEST(AccountToolsTest, aSyncIsFullOnlyWhenAskedFor) {
     ToolScenario scenario;
     Account hub = scenario.addAccount(BackendKind::github, {"a/b"});
+    scenario.harness.remote(hub).onFetchTasks = [&](const std::string& projectID, std::optional<Date>) {
+        TaskItem item = issue("1", "One");
+        item.projectID = projectID;
+        item.updatedAt = scenario.harness.clock->now();
+        return std::vector<TaskItem>{item};
+    };
     scenario.call("sync", JSONValue::object({{"full", true}}));
     EXPECT_EQ(scenario.requests(hub), std::vector<std::string>({"fetchTasks a/b full"}));
 

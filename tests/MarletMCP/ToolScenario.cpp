@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "MarletBase/Coding.h"
+
 namespace marlet {
 namespace {
 
