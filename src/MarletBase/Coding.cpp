@@ -4,6 +4,7 @@
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <charconv>
 #include <cmath>
 
 namespace marlet {
@@ -146,6 +147,12 @@ void decode(const boost::json::value& json, Date& value, const DecodingPath& pat
     }
     std::string text;
     decode(json, text, path);
+    double seconds = 0;
+    auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (failure == std::errc() && std::string_view(end) == "s") {
+        value = dateFromSeconds(seconds);
+        return;
+    }
     std::optional<Date> date = parseISO8601(text);
     if (!date) {
         path.fail("isn't a date");

@@ -139,6 +139,9 @@ inline bool columnHolds(const SQLite::Column& column, double value) {
 inline bool columnHolds(const SQLite::Column& column, const Date& value) {
     return columnHolds(column, secondsSince1970(value));
 }
+inline bool columnHolds(const SQLite::Column& column, const UUID& value) {
+    return columnHolds(column, std::string_view(value.text()));
+}
 inline bool columnHolds(const SQLite::Column& column, const URL& value) {
     return columnHolds(column, std::string_view(value.text()));
 }

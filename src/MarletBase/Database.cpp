@@ -1,16 +1,19 @@
 #include "MarletBase/Database.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-
-#include <optional>
+#include <unistd.h>
 
 namespace marlet {
 namespace {
 
 constexpr int busyTimeoutMilliseconds = 10'000;
+
+// "Marl": what SQLite's application_id says of every database of ours.
+constexpr int applicationID = 0x4D61726C;
 
 std::string reason(const SQLite::Exception& error, const std::string& name, const std::filesystem::path& file) {
     switch (error.getErrorCode()) {
@@ -41,6 +44,10 @@ int userVersion(SQLite::Database& database) {
     return database.execAndGet("PRAGMA user_version").getInt();
 }
 
+bool isEmpty(SQLite::Database& database) {
+    return database.execAndGet("SELECT COUNT(*) FROM sqlite_master").getInt() == 0;
+}
+
 void refuseNewerVersion(int version, const DatabaseSchema& schema, const std::filesystem::path& file) {
     if (version > schema.version) {
         throw DatabaseError(
@@ -63,31 +70,41 @@ void create(SQLite::Database& database, const DatabaseSchema& schema) {
     // Another process may have made it since we looked.
     if (userVersion(database) == 0) {
         database.exec(schema.statements);
+        database.exec(fmt::format("PRAGMA application_id = {}", applicationID));
         database.exec(fmt::format("PRAGMA user_version = {}", schema.version));
     }
     transaction.commit();
 }
 
-// Looks at an existing file without any chance of changing it.
+bool hasLog(const std::filesystem::path& file) {
+    std::error_code ignored;
+    std::uintmax_t size = std::filesystem::file_size(file.string() + "-wal", ignored);
+    return !ignored && size > 0;
+}
+
+// Looks at an existing file and leaves it, and the files beside it, as they are.
 void inspect(const std::filesystem::path& file, const DatabaseSchema& schema, const std::string& vfs) {
-    SQLite::Database database(file.string(), SQLite::OPEN_READONLY, busyTimeoutMilliseconds, vfs);
-    int version = userVersion(database);
-    refuseNewerVersion(version, schema, file);
-    SQLite::Statement tables(database, "SELECT COUNT(*) FROM sqlite_master");
-    tables.executeStep();
-    if (version == 0 && tables.getColumn(0).getInt() > 0) {
+    bool keepsLog = hasLog(file);
+    // To be written, or SQLite would leave the empty files behind that reading makes beside the database.
+    SQLite::Database database(file.string(), SQLite::OPEN_READWRITE, busyTimeoutMilliseconds, vfs);
+    if (keepsLog) {
+        sqlite3_db_config(database.getHandle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
+    if (!isEmpty(database) && database.execAndGet("PRAGMA application_id").getInt() != applicationID) {
         throw DatabaseError(fmt::format(
             "The file {} is a database, but not one of Marlet's. Move it away, or choose another data folder.",
             file.string()));
     }
+    refuseNewerVersion(userVersion(database), schema, file);
 }
 
 // Makes the file before SQLite does, so that it and the files beside it are the user's alone, whatever the umask.
+// What can't be made or changed here, SQLite reports when it opens the file.
 void makePrivateFile(const std::filesystem::path& file) {
-    FILE* created = std::fopen(file.c_str(), "ab");
-    if (created) {
-        std::fclose(created);
-        ::chmod(file.c_str(), S_IRUSR | S_IWUSR);
+    int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor >= 0) {
+        ::fchmod(descriptor, S_IRUSR | S_IWUSR);
+        ::close(descriptor);
     }
 }
 

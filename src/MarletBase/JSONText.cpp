@@ -53,6 +53,14 @@ void appendJSON(std::string& text, double value) {
     }
 }
 
+void appendJSON(std::string& text, const Date& value) {
+    double seconds = secondsSince1970(value);
+    bool isText = std::isfinite(seconds) && seconds != std::trunc(seconds);
+    text += isText ? "\"" : "";
+    appendJSON(text, seconds);
+    text += isText ? "s\"" : "";
+}
+
 void appendJSON(std::string& text, std::string_view value) {
     text += '"';
     size_t written = 0;

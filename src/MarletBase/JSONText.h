@@ -1,7 +1,7 @@
 // The compact JSON text of described records, written straight into a string: for the many small values of a row.
 //
-// Reads back with parseJSON and decoded(). Equal values have equal texts. Dates are seconds, which read back exactly
-// when they are whole.
+// Reads back with parseJSON and decoded(). Equal values have equal texts. Dates are seconds; with a fraction they are a
+// text such as "1800000000.25s", since the parser of JSON numbers rounds.
 #pragma once
 
 #include <string>
@@ -25,9 +25,7 @@ inline void appendJSON(std::string& text, const UUID& value) {
 inline void appendJSON(std::string& text, const URL& value) {
     appendJSON(text, std::string_view(value.text()));
 }
-inline void appendJSON(std::string& text, const Date& value) {
-    appendJSON(text, secondsSince1970(value));
-}
+void appendJSON(std::string& text, const Date& value);
 template <DescribedEnumeration Enumeration>
 void appendJSON(std::string& text, const Enumeration& value) {
     appendJSON(text, code(value));
