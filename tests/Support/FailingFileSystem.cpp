@@ -71,10 +71,9 @@ int truncate(sqlite3_file* opened, sqlite3_int64 size) {
     return failure == SQLITE_OK ? own.real->pMethods->xTruncate(own.real, size) : failure;
 }
 
-int sync(sqlite3_file* opened, int flags) {
-    File& own = file(opened);
-    int failure = own.state->change();
-    return failure == SQLITE_OK ? own.real->pMethods->xSync(own.real, flags) : failure;
+// Counted, but not passed on: no test outlives a power cut, and a disk takes its time.
+int sync(sqlite3_file* opened, int) {
+    return file(opened).state->change();
 }
 
 int fileSize(sqlite3_file* opened, sqlite3_int64* size) {

@@ -15,7 +15,8 @@ Project listed(const Account& account, const std::string& id) {
 
 }  // namespace
 
-ServicesHarness::ServicesHarness(std::optional<std::filesystem::path> dataFolder) : folder(std::move(dataFolder)) {
+ServicesHarness::ServicesHarness(std::optional<std::filesystem::path> dataFolder, std::string initialFileLayer)
+    : fileLayer(std::move(initialFileLayer)), folder(std::move(dataFolder)) {
     makeBackend = [](const Account& account, const std::string&) -> std::shared_ptr<TaskBackend> {
         return std::make_shared<ScriptedBackendWith<ScriptedRawReading>>(account);
     };
@@ -27,9 +28,10 @@ ServicesHarness::~ServicesHarness() {
 }
 
 void ServicesHarness::start() {
-    auto localTasks = std::make_shared<LocalTaskDatabase>(folder ? LocalTaskSchema::makeContainer(*folder)
+    auto localTasks = std::make_shared<LocalTaskDatabase>(folder ? LocalTaskSchema::makeContainer(*folder, fileLayer)
                                                                  : LocalTaskSchema::makeInMemoryContainer());
-    ModelContainer container = folder ? MarletSchema::makeContainer(*folder) : MarletSchema::makeInMemoryContainer();
+    ModelContainer container =
+        folder ? MarletSchema::makeContainer(*folder, fileLayer) : MarletSchema::makeInMemoryContainer();
     running = std::make_unique<MarletServices>(
         MarletServices::Parts{loop.executor(), std::move(container), std::move(localTasks), credentials, clock,
                               SyncEngine::Policy(), [this](const Account& account, const std::string& token) {

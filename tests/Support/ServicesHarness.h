@@ -20,8 +20,9 @@ namespace marlet {
 // Accounts of other services get a ScriptedBackend, made by `makeBackend` and listed in `made`; it can be read raw.
 class ServicesHarness {
 public:
-    // Both databases in memory, or in this folder.
-    explicit ServicesHarness(std::optional<std::filesystem::path> dataFolder = std::nullopt);
+    // Both databases in memory, or in this folder through this file layer of SQLite.
+    explicit ServicesHarness(std::optional<std::filesystem::path> dataFolder = std::nullopt,
+                             std::string initialFileLayer = {});
     ServicesHarness(const ServicesHarness&) = delete;
     ServicesHarness& operator=(const ServicesHarness&) = delete;
     ~ServicesHarness();
@@ -69,6 +70,8 @@ public:
     std::shared_ptr<CredentialStore> credentials = std::make_shared<InMemoryCredentialStore>();
     BackendFactory makeBackend;
     std::vector<MadeBackend> made;
+    // SQLite's file layer from the next restart on, such as a FailingFileSystem's name.
+    std::string fileLayer;
 
 private:
     void start();
