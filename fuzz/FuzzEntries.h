@@ -1,0 +1,14 @@
+// What the fuzz targets do with their bytes. A property that doesn't hold ends the process.
+#pragma once
+
+#include <string_view>
+
+namespace marlet {
+
+// However the bytes are cut into packets, the same requests or the same mistake come out.
+void fuzzHTTPRequestParser(std::string_view bytes);
+
+// What can be read can be written, and reads back as the same value; what can't is refused with JSONError.
+void fuzzJSONValue(std::string_view bytes);
+
+}  // namespace marlet
