@@ -3,9 +3,25 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+#include <utility>
 
 namespace marlet {
+namespace {
+
+bool isUpper(char character) {
+    return character >= 'A' && character <= 'Z';
+}
+
+void appendHeader(std::string& head, std::string_view name, std::string_view value) {
+    head += name;
+    head += ": ";
+    head += value;
+    head += "\r\n";
+}
+
+}  // namespace
 
 IncomingRequest::IncomingRequest(std::string sentMethod, std::string sentPath, const HTTPHeaders& sentHeaders,
                                  std::string sentBody)
@@ -16,7 +32,11 @@ IncomingRequest::IncomingRequest(std::string sentMethod, std::string sentPath, c
 }
 
 const std::string* IncomingRequest::header(std::string_view name) const {
-    auto found = headers.find(lowered(name));
+    // A name that is lowered already, as nearly all are, costs no copy.
+    auto found = headers.find(name);
+    if (found == headers.end() && std::any_of(name.begin(), name.end(), isUpper)) {
+        found = headers.find(lowered(name));
+    }
     return found == headers.end() ? nullptr : &found->second;
 }
 
@@ -31,16 +51,25 @@ OutgoingResponse OutgoingResponse::text(std::string text, int status, HTTPHeader
 }
 
 std::string OutgoingResponse::head(bool keepAlive) const {
-    HTTPHeaders all = headers;
-    all["Content-Length"] = std::to_string(body.size());
-    all["Connection"] = keepAlive ? "keep-alive" : "close";
+    const std::string length = std::to_string(body.size());
+    // In the order of their names, like the response's own.
+    const std::array<std::pair<std::string_view, std::string_view>, 2> set = {
+        {{"Connection", keepAlive ? "keep-alive" : "close"}, {"Content-Length", length}}};
+    auto next = set.begin();
     std::string result;
+    result.reserve(256);
     fmt::format_to(std::back_inserter(result), "HTTP/1.1 {} {}\r\n", status, reasonPhrase(status));
-    for (const auto& [name, value] : all) {
-        result += name;
-        result += ": ";
-        result += value;
-        result += "\r\n";
+    for (const auto& [name, value] : headers) {
+        for (; next != set.end() && next->first < name; ++next) {
+            appendHeader(result, next->first, next->second);
+        }
+        bool isReplaced = next != set.end() && next->first == name;
+        if (!isReplaced) {
+            appendHeader(result, name, value);
+        }
+    }
+    for (; next != set.end(); ++next) {
+        appendHeader(result, next->first, next->second);
     }
     result += "\r\n";
     return result;
@@ -86,7 +115,7 @@ std::string_view trimmedBlanks(std::string_view text) {
 std::string lowered(std::string_view text) {
     std::string result(text);
     std::transform(result.begin(), result.end(), result.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+        return isUpper(character) ? static_cast<char>(character - 'A' + 'a') : character;
     });
     return result;
 }

@@ -1,6 +1,7 @@
 // Requests and responses of the local server, as plain values.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -10,7 +11,7 @@
 
 namespace marlet {
 
-using HTTPHeaders = std::map<std::string, std::string>;
+using HTTPHeaders = std::map<std::string, std::string, std::less<>>;
 
 struct IncomingRequest {
     IncomingRequest() = default;

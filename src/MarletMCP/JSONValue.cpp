@@ -172,6 +172,14 @@ JSONValue::JSONValue(std::optional<Date> date) {
 
 JSONValue::JSONValue(const std::vector<std::string>& texts) : value(Array(texts.begin(), texts.end())) {}
 
+JSONValue JSONValue::object(std::initializer_list<Member> members) {
+    Object result;
+    for (const Member& member : members) {
+        result.insert_or_assign(member.key, std::move(member.value));
+    }
+    return result;
+}
+
 std::optional<bool> JSONValue::boolValue() const {
     const bool* flag = std::get_if<bool>(&value);
     return flag ? std::optional(*flag) : std::nullopt;

@@ -54,7 +54,8 @@ public:
     JSONValue(Object members) : value(std::move(members)) {}
 
     static JSONValue array(std::initializer_list<JSONValue> elements) { return Array(elements); }
-    static JSONValue object(std::initializer_list<Object::value_type> members) { return Object(members); }
+    struct Member;
+    static JSONValue object(std::initializer_list<Member> members);
 
     bool isNull() const { return std::holds_alternative<std::monostate>(value); }
     std::optional<bool> boolValue() const;
@@ -87,6 +88,12 @@ private:
 
     friend class JSONWriter;
     friend size_t hash_value(const JSONValue& json);
+};
+
+// A key and its value in a literal. The value is moved into the object, which a large one is glad of.
+struct JSONValue::Member {
+    std::string key;
+    mutable JSONValue value;
 };
 
 size_t hash_value(const JSONValue& json);

@@ -11,7 +11,7 @@ constexpr int methodNotFound = -32601;
 constexpr int invalidParams = -32602;
 
 JSONValue success(JSONValue id, JSONValue result) {
-    return JSONValue::Object{{"jsonrpc", "2.0"}, {"id", std::move(id)}, {"result", std::move(result)}};
+    return JSONValue::object({{"jsonrpc", "2.0"}, {"id", std::move(id)}, {"result", std::move(result)}});
 }
 
 JSONValue::Object objectMember(const JSONValue::Object& members, std::string_view key) {
@@ -26,16 +26,16 @@ const std::string* stringMember(const JSONValue::Object& members, std::string_vi
 }
 
 JSONValue textContent(std::string text) {
-    return JSONValue::array({JSONValue::object({{"type", "text"}, {"text", std::move(text)}})});
+    JSONValue::Array content;
+    content.push_back(JSONValue::object({{"type", "text"}, {"text", std::move(text)}}));
+    return content;
 }
 
 JSONValue toolResult(JSONValue value) {
-    JSONValue::Object result;
-    result["content"] = textContent(value.data(true));
-    result["structuredContent"] =
-        value.objectValue() ? std::move(value) : JSONValue(JSONValue::Object{{"result", std::move(value)}});
-    result["isError"] = false;
-    return result;
+    JSONValue content = textContent(value.data(true));
+    JSONValue structured = value.objectValue() ? std::move(value) : JSONValue::object({{"result", std::move(value)}});
+    return JSONValue::object(
+        {{"content", std::move(content)}, {"structuredContent", std::move(structured)}, {"isError", false}});
 }
 
 JSONValue toolFailure(std::exception_ptr error) {
@@ -114,7 +114,7 @@ JSONValue MCPServer::listResult() const {
                                           {"inputSchema", tool.inputSchema},
                                           {"annotations", std::move(annotations)}}));
     }
-    return JSONValue::Object{{"tools", std::move(list)}};
+    return JSONValue::object({{"tools", std::move(list)}});
 }
 
 Async<JSONValue> MCPServer::callResponse(JSONValue id, JSONValue::Object params) const {
