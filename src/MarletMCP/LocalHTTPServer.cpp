@@ -88,8 +88,8 @@ class LocalHTTPServer::State {
 public:
     using Shared = std::shared_ptr<State>;
 
-    State(const Executor& anyExecutor, Handler requestHandler)
-        : executor(anyExecutor), strand(anyExecutor), handler(std::move(requestHandler)), idle(strand) {}
+    State(const Executor& executor, const Executor& executorOfHandlers, Handler requestHandler)
+        : strand(executor), handlerExecutor(executorOfHandlers), handler(std::move(requestHandler)), idle(strand) {}
 
     static Async<uint16_t> start(Shared self, uint16_t port);
     static void stop(const Shared& self);
@@ -110,8 +110,8 @@ private:
     static void spawn(const Shared& self, Async<void> body, Finish finish);
     void stopOnStrand();
 
-    Executor executor;
     Strand strand;
+    Executor handlerExecutor;
     Handler handler;
     std::shared_ptr<Listener> listener;
     std::set<std::shared_ptr<Connection>> connections;
@@ -245,7 +245,7 @@ Async<OutgoingResponse> LocalHTTPServer::State::answer(Shared self, IncomingRequ
         // Stopping the server doesn't interrupt what the handler does.
         boost::asio::cancellation_slot never;
         OutgoingResponse response =
-            co_await boost::asio::co_spawn(self->executor, self->handler(std::move(request)),
+            co_await boost::asio::co_spawn(self->handlerExecutor, self->handler(std::move(request)),
                                            boost::asio::bind_cancellation_slot(never, boost::asio::use_awaitable));
         co_return response;
     } catch (const std::exception&) {
@@ -315,7 +315,10 @@ Async<void> LocalHTTPServer::State::waitUntilIdle(Shared self) {
 }
 
 LocalHTTPServer::LocalHTTPServer(Executor executor, Handler handler)
-    : state(std::make_shared<State>(executor, std::move(handler))) {}
+    : LocalHTTPServer(executor, executor, std::move(handler)) {}
+
+LocalHTTPServer::LocalHTTPServer(Executor executor, Executor handlerExecutor, Handler handler)
+    : state(std::make_shared<State>(executor, handlerExecutor, std::move(handler))) {}
 
 LocalHTTPServer::~LocalHTTPServer() {
     stop();

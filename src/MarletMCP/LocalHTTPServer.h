@@ -19,14 +19,16 @@ public:
 //
 // Listens on 127.0.0.1 alone. The requests of one connection are answered one at a time and in order, those of
 // different connections side by side. Listener and connections live on a strand of the server's own; every member may
-// be called from any thread. The executor must outlive the server and whatever it still runs.
+// be called from any thread. The executors must outlive the server and whatever it still runs.
 class LocalHTTPServer {
 public:
-    // Runs as a task of its own on the server's executor, several at once. It should not throw; if it does, the
+    // Runs as a task of its own, several at once. It should not throw; if it does, the
     // client gets status 500.
     using Handler = std::function<Async<OutgoingResponse>(IncomingRequest request)>;
 
+    // Handlers run on the same executor, unless another is named.
     LocalHTTPServer(Executor executor, Handler handler);
+    LocalHTTPServer(Executor executor, Executor handlerExecutor, Handler handler);
     LocalHTTPServer(const LocalHTTPServer&) = delete;
     LocalHTTPServer& operator=(const LocalHTTPServer&) = delete;
     // Stops.

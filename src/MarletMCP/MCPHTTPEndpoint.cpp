@@ -56,11 +56,15 @@ OutgoingResponse methodRefusal(std::string text) {
 
 }  // namespace
 
-MCPHTTPEndpoint::MCPHTTPEndpoint(Executor executor, MCPServer mcpServer, std::string bearerToken)
-    : strand(executor), server(std::move(mcpServer)), token(std::move(bearerToken)) {}
+MCPHTTPEndpoint::MCPHTTPEndpoint(Executor anyExecutor, MCPServer mcpServer, std::string bearerToken)
+
+    : strand(anyExecutor), serial(strand), server(std::move(mcpServer)), token(std::move(bearerToken)) {}
 
 Async<OutgoingResponse> MCPHTTPEndpoint::handle(IncomingRequest request) {
-    return runOn(strand, respond(std::move(request)));
+    Executor current = co_await boost::asio::this_coro::executor;
+    Async<OutgoingResponse> body = respond(std::move(request));
+    OutgoingResponse response = current == serial ? co_await std::move(body) : co_await runOn(strand, std::move(body));
+    co_return response;
 }
 
 Async<OutgoingResponse> MCPHTTPEndpoint::respond(IncomingRequest request) {

@@ -27,6 +27,9 @@ public:
     // Throws nothing. The endpoint must outlive the call.
     Async<OutgoingResponse> handle(IncomingRequest request);
 
+    // Where requests are handled: a caller that is there already saves the way.
+    Executor executor() const { return serial; }
+
 private:
     Async<OutgoingResponse> respond(IncomingRequest request);
     Async<OutgoingResponse> post(IncomingRequest request);
@@ -34,6 +37,7 @@ private:
     bool showsToken(const IncomingRequest& request) const;
 
     Strand strand;
+    Executor serial;  // the same strand
     const MCPServer server;
     const std::string token;
     std::set<std::string, std::less<>> sessions;  // on the strand
