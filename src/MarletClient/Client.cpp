@@ -1,0 +1,102 @@
+#include "MarletClient/Client.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "MarletBase/Coding.h"
+#include "MarletBase/Text.h"
+#include "MarletClient/CommandLine.h"
+#include "MarletClient/Daemon.h"
+#include "MarletClient/Dispatch.h"
+#include "MarletClient/Options.h"
+#include "MarletClient/Presentation.h"
+
+namespace marlet {
+namespace {
+
+constexpr int done = 0;
+constexpr int failed = 1;
+constexpr int misused = 2;
+
+// False when the output couldn't be written, such as on a full disk.
+bool print(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+void printError(const std::string& message) {
+    std::fputs(fmt::format("marlet: {}\n", withoutControlCharacters(message)).c_str(), stderr);
+}
+
+bool printJSON(const JSONValue& value) {
+    return print(harmlessJSON(value.data()) + "\n");
+}
+
+int fail(const std::string& message, bool wantsJSON, int status) {
+    printError(message);
+    if (wantsJSON) {
+        printJSON(JSONValue::object({{"error", JSONValue::object({{"message", message}})}}));
+    }
+    return status;
+}
+
+int show(const CommandLine& line, const CommandReply& reply) {
+    bool isPrinted = true;
+    if (line.wantsJSON && !reply.result.isNull()) {
+        isPrinted = printJSON(reply.result);
+    } else if (!line.wantsJSON) {
+        isPrinted = print(presented(line.request.command, reply, Terminal::of(STDOUT_FILENO)));
+    }
+    if (reply.error) {
+        // One JSON value at most: a failure that has a result is told by it.
+        return fail(*reply.error, line.wantsJSON && reply.result.isNull(), failed);
+    }
+    return isPrinted ? done : fail("The output can't be written.", false, failed);
+}
+
+int runServe(const CommandLine& line, const DataFolder& folder) {
+    serve(folder, decoded<ServeOptions>(line.request.options), [&](const JSONValue& facts) {
+        if (line.wantsJSON) {
+            printJSON(facts);
+        } else {
+            print(
+                fmt::format("Marlet is ready and serves agents at {}. The token: marlet mcp show. Stop with Ctrl-C.\n",
+                            *facts["endpoint"]->stringValue()));
+        }
+    });
+    return done;
+}
+
+int follow(const CommandLine& line) {
+    if (line.information) {
+        return print(*line.information) ? done : failed;
+    }
+    DataFolder folder = DataFolder::open(line.dataFolder);
+    if (line.request.command == "serve") {
+        return runServe(line, folder);
+    }
+    CommandReply reply;
+    {
+        Progress progress(Terminal::of(STDERR_FILENO).isTerminal && !line.wantsJSON);
+        reply = dispatch(folder, line.request, progress);
+    }
+    return show(line, reply);
+}
+
+}  // namespace
+
+int runClient(const std::vector<std::string>& arguments) {
+    std::signal(SIGPIPE, SIG_IGN);
+    bool wantsJSON = asksForJSON(arguments);
+    try {
+        return follow(parseCommandLine(arguments));
+    } catch (const UsageError& error) {
+        return fail(error.errorDescription(), wantsJSON, misused);
+    } catch (...) {
+        return fail(localizedDescription(std::current_exception()), wantsJSON, failed);
+    }
+}
+
+}  // namespace marlet
