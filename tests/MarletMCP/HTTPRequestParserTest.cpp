@@ -334,6 +334,17 @@ TEST(OutgoingResponseTest, theHeadHasSortedHeadersWithLengthAndConnection) {
     EXPECT_EQ(response.body, "grün");
 }
 
+TEST(OutgoingResponseTest, lengthAndConnectionAreAlwaysThoseOfTheServer) {
+    OutgoingResponse response{
+        204, {{"Connection", "upgrade"}, {"Connection-Hint", "h"}, {"Content-Length", "7"}, {"Content-Type", "t"}}, ""};
+
+    EXPECT_EQ(response.head(false),
+              "HTTP/1.1 204 No Content\r\nConnection: close\r\nConnection-Hint: h\r\nContent-Length: 0\r\n"
+              "Content-Type: t\r\n\r\n");
+    EXPECT_EQ((OutgoingResponse{200, {{"A", "a"}, {"Z", "z"}}, "x"}).head(true),
+              "HTTP/1.1 200 OK\r\nA: a\r\nConnection: keep-alive\r\nContent-Length: 1\r\nZ: z\r\n\r\n");
+}
+
 TEST(OutgoingResponseTest, aJSONResponseIsItsEncodedValue) {
     OutgoingResponse response = OutgoingResponse::json(JSONValue::object({{"b", 1}, {"a", "x/y"}}), 400);
 

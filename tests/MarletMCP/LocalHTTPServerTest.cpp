@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <boost/asio/post.hpp>
+#include <boost/asio/this_coro.hpp>
 
 #include "MarletMCP/OnceContinuation.h"
 #include "ServerScenario.h"
@@ -208,6 +208,24 @@ TEST(LocalHTTPServerTest, anErrorOfTheHandlerIsStatus500AndTheConnectionGoesOn) 
     EXPECT_EQ(bodyOf(client.receiveResponse()), "fine");
 }
 
+TEST(LocalHTTPServerTest, handlersRunOnTheExecutorThatIsNamedForThem) {
+    static constexpr auto tell = [](Executor expected) -> Async<OutgoingResponse> {
+        Executor current = co_await boost::asio::this_coro::executor;
+        co_return OutgoingResponse::text(current == expected ? "there" : "elsewhere", 200);
+    };
+    ServerScenario scenario(echo());
+    Executor own = Strand(scenario.executor());
+    LocalHTTPServer second(scenario.executor(), own, [own](const IncomingRequest&) { return tell(own); });
+    LoopbackClient client(scenario.wait(second.start(0)));
+
+    client.send(get("/1") + get("/2"));
+
+    EXPECT_EQ(bodyOf(client.receiveResponse()), "there");
+    EXPECT_EQ(bodyOf(client.receiveResponse()), "there");
+    second.stop();
+    scenario.wait(second.drain());
+}
+
 TEST(LocalHTTPServerTest, aSlowHandlerHoldsUpItsOwnConnectionAlone) {
     Gate gate;
     ServerScenario scenario(gate.handler());
@@ -290,6 +308,8 @@ TEST(LocalHTTPServerTest, aPortInUseIsToldWithItsNumber) {
                                                 "port (0 for any free one).");
     }
     EXPECT_GT(first.wait(second.start(0)), 0);
+    second.stop();
+    first.wait(second.drain());
 }
 
 TEST(LocalHTTPServerTest, startingARunningServerIsRefusedAndItGoesOn) {
