@@ -12,6 +12,9 @@ namespace {
 
 constexpr int busyTimeoutMilliseconds = 10'000;
 
+// Of a new database. A pass over all rows costs a third less than with SQLite's 4,096, and a small change not yet more.
+constexpr int pageSize = 8192;
+
 // "Marl": what SQLite's application_id says of every database of ours.
 constexpr int applicationID = 0x4D61726C;
 
@@ -59,6 +62,7 @@ void refuseNewerVersion(int version, const DatabaseSchema& schema, const std::fi
 
 void configure(SQLite::Database& database) {
     database.setBusyTimeout(busyTimeoutMilliseconds);
+    database.exec(fmt::format("PRAGMA page_size = {}", pageSize));
     database.exec("PRAGMA foreign_keys = ON");
     // An acknowledged change survives a power cut.
     database.exec("PRAGMA synchronous = FULL");

@@ -115,7 +115,7 @@ CREATE TABLE TaskSearch (
 // Every list reads its rows in the order of an index and stops at its limit. Rows of equal dates follow in row order.
 constexpr const char* indices = R"sql(
 CREATE INDEX projectsOfAccount ON StoredProject (account);
-CREATE INDEX tasksOfProject ON StoredTask (project, isCompleted);
+CREATE INDEX tasksOfProject ON StoredTask (project);
 CREATE INDEX tasksInProject ON StoredTask (accountID, projectRemoteID, isCompleted, listDate DESC);
 CREATE INDEX tasksInAccount ON StoredTask (accountID, isCompleted, listDate DESC);
 CREATE INDEX tasksByDate ON StoredTask (isCompleted, listDate DESC);

@@ -28,9 +28,10 @@ constexpr size_t singleLookupLimit = 100;
 
 // What the store has for the id of a fetched item.
 struct Known {
-    int64_t rowNumber = 0;  // 0: no row yet
+    const TaskItem* first = nullptr;  // the item, or the first of several with this id
+    int64_t rowNumber = 0;            // 0: no row yet
     bool isPending = false;
-    bool isUnchanged = false;  // by the item that stands first
+    bool isUnchanged = false;  // by that first item
     std::optional<Date> updatedAt;
     const TaskItem* latest = nullptr;  // the item that the row was brought to, once one was applied
 };
@@ -49,7 +50,7 @@ private:
     void readProjectRows();
     void readRowsOfItems();
     void apply(TaskItem& item);
-    void insert(const TaskItem& item, Known& known);
+    void insert(TaskItem& item, Known& known);
     void update(TaskItem& item, Known& known);
     void deleteDropped();
     void moveSyncMarks();
@@ -60,9 +61,8 @@ private:
     ModelContext& context;
     FetchedTasks& fetch;
     StoredProject project;
-    std::unordered_map<std::string_view, Known> knownTasks;            // by the fetched items' ids
-    std::unordered_map<std::string_view, const TaskItem*> firstItems;  // the first fetched item of each id
-    std::vector<int64_t> droppedRows;                                  // not in the fetch and not pending
+    std::unordered_map<std::string_view, Known> knownTasks;  // by the fetched items' ids
+    std::vector<int64_t> droppedRows;                        // not in the fetch and not pending
     std::vector<RemoteChange> changes;
 };
 
@@ -85,11 +85,11 @@ std::vector<RemoteChange> Merge::run() {
 }
 
 void Merge::indexItems() {
-    firstItems.reserve(fetch.tasks.size());
     knownTasks.reserve(fetch.tasks.size());
     for (const TaskItem& item : fetch.tasks) {
-        firstItems.emplace(item.id, &item);
-        knownTasks.emplace(item.id, Known{});
+        Known known;
+        known.first = &item;
+        knownTasks.emplace(item.id, known);
     }
 }
 
@@ -97,27 +97,28 @@ void Merge::indexItems() {
 void Merge::readRow(SQLite::Statement& statement) {
     int64_t rowNumber = statement.getColumn(rowNumberColumn).getInt64();
     bool isPending = fromCode<PendingOperation>(columnBytes(statement.getColumn(pendingColumn))).has_value();
-    auto found = firstItems.find(columnBytes(statement.getColumn(remoteIDColumn)));
-    if (found == firstItems.end()) {
+    auto found = knownTasks.find(columnBytes(statement.getColumn(remoteIDColumn)));
+    if (found == knownTasks.end()) {
         if (!isPending) {
             droppedRows.push_back(rowNumber);
         }
         return;
     }
-    Known& known = knownTasks.find(found->first)->second;
+    Known& known = found->second;
     known.rowNumber = rowNumber;
     known.isPending = isPending;
     if (!isPending) {
         static const int updatedAtColumn = firstItemColumn + itemColumnIndex("updatedAt");
         readColumn(statement.getColumn(updatedAtColumn), known.updatedAt);
-        known.isUnchanged = holdsItem(statement, *found->second, firstItemColumn);
+        known.isUnchanged = holdsItem(statement, *known.first, firstItemColumn);
     }
 }
 
 void Merge::readProjectRows() {
-    static const std::string sql = selectKnown("accountID = ? AND projectRemoteID = ?");
+    // By an index that goes in the order in which the rows lie in the file.
+    static const std::string sql = selectKnown("project = ?");
     SQLite::Statement& statement = context.statement(sql);
-    bindAll(statement, fetch.accountID, fetch.projectID);
+    bindAll(statement, project.rowNumber);
     while (statement.executeStep()) {
         readRow(statement);
     }
@@ -127,8 +128,8 @@ void Merge::readProjectRows() {
 void Merge::readRowsOfItems() {
     static const std::string sql = selectKnown("key = ?");
     SQLite::Statement& statement = context.statement(sql);
-    for (const auto& [id, item] : firstItems) {
-        bindAll(statement, taskKey(fetch.accountID, fetch.projectID, item->id));
+    for (const auto& [id, known] : knownTasks) {
+        bindAll(statement, taskKey(fetch.accountID, fetch.projectID, known.first->id));
         if (statement.executeStep()) {
             readRow(statement);
         }
@@ -162,17 +163,18 @@ void Merge::apply(TaskItem& item) {
     known.latest = &item;
 }
 
-void Merge::insert(const TaskItem& item, Known& known) {
+void Merge::insert(TaskItem& item, Known& known) {
     StoredTask task;
     task.key = taskKey(fetch.accountID, item.projectID, item.id);
     task.localID = UUID::random();
     task.accountID = fetch.accountID;
-    task.item = item;
+    task.item = std::move(item);  // lent, and back in its place before anyone looks
     task.project = project.rowNumber;
     std::optional<int64_t> rowNumber = insertTask(context, task);
+    item = std::move(task.item);
     // Ids with a "|" in them can make the key of a task elsewhere. That task keeps it.
     if (rowNumber) {
-        known = {*rowNumber, false, false, item.updatedAt, &item};
+        known = {&item, *rowNumber, false, true, item.updatedAt, &item};
         report(item, true);
     }
 }

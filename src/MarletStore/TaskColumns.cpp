@@ -53,6 +53,16 @@ int readMembers(SQLite::Statement& statement, Record& record, int first) {
     return first;
 }
 
+template <class Value>
+void bindMember(SQLite::Statement& statement, int index, const Value& value) {
+    bindValue(statement, index, value);
+}
+
+// Notes are long and imports are many.
+void bindMember(SQLite::Statement& statement, int index, const std::string& value) {
+    statement.bindNoCopy(index, value);
+}
+
 // Costs a decoding, so only a parent that was given without its title comes here.
 bool holdsUntitledParent(const SQLite::Column& column, const TaskParent& parent) {
     std::optional<TaskParent> known;
@@ -118,7 +128,9 @@ StoredTask readTask(SQLite::Statement& statement) {
 }
 
 int bindItem(SQLite::Statement& statement, const TaskItem& item, int first) {
-    return bindRecord(statement, item, first);
+    boost::mp11::mp_for_each<MembersOf<TaskItem>>(
+        [&](auto member) { bindMember(statement, first++, item.*member.pointer); });
+    return first;
 }
 
 void bindTask(SQLite::Statement& statement, const StoredTask& task) {

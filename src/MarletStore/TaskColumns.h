@@ -21,7 +21,8 @@ const std::string& taskColumns();
 
 StoredTask readTask(SQLite::Statement& statement);
 
-// Both bind from `first` on, and bindItem returns the number of the next parameter.
+// Both leave the item's texts where they are: they must outlive the statement's run. bindItem binds from `first` on and
+// returns the number of the next parameter.
 int bindItem(SQLite::Statement& statement, const TaskItem& item, int first = 1);
 void bindTask(SQLite::Statement& statement, const StoredTask& task);
 

@@ -6,7 +6,8 @@
 namespace marlet {
 
 // A file layer for SQLite over the real one that fails on command, as a full disk or a broken one does. Its name goes
-// where a `vfs` is asked for. Everything opened through it must be closed before it is destroyed.
+// where a `vfs` is asked for. Syncs are counted, not done. Everything opened through it must be closed before it is
+// destroyed.
 class FailingFileSystem {
 public:
     FailingFileSystem();

@@ -75,10 +75,11 @@ std::vector<TaskSnapshot> snapshotsOf(ModelContext& context, const std::vector<i
     return result;
 }
 
-int64_t openTaskCount(ModelContext& context, int64_t project) {
-    SQLite::Statement& statement =
-        context.statement("SELECT COUNT(*) FROM StoredTask WHERE project = ? AND isCompleted = 0");
-    bindAll(statement, project);
+int64_t openTaskCount(ModelContext& context, const StoredProject& project) {
+    SQLite::Statement& statement = context.statement(
+        "SELECT COUNT(*) FROM StoredTask INDEXED BY tasksInProject WHERE accountID = ? AND projectRemoteID = ? AND "
+        "isCompleted = 0");
+    bindAll(statement, project.accountID, project.remoteID);
     statement.executeStep();
     return statement.getColumn(0).getInt64();
 }
@@ -94,7 +95,7 @@ ProjectSnapshot snapshot(ModelContext& context, const StoredProject& row, const 
     result.detail = row.detail;
     result.webURL = row.webURL;
     result.isSubscribed = row.isSubscribed;
-    result.openTaskCount = openTaskCount(context, row.rowNumber);
+    result.openTaskCount = openTaskCount(context, row);
     result.syncError = row.syncError;
     result.project = row.project();
     return result;
