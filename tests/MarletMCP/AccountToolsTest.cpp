@@ -184,6 +184,27 @@ TEST(AccountToolsTest, aSyncIsFullOnlyWhenAskedFor) {
     EXPECT_TRUE(requests[0].starts_with("fetchTasks a/b since ")) << requests[0];
 }
 
+TEST(AccountToolsTest, aSyncThatTakesLongHoldsNoOtherToolBack) {
+    ToolScenario scenario;
+    Account hub = scenario.addAccount(BackendKind::github, {"a/b"});
+    scenario.serve(hub, "a/b", {issue("1", "One")});
+    boost::asio::steady_timer gate(scenario.harness.loop.executor(), boost::asio::steady_timer::time_point::max());
+    scenario.harness.remote(hub).onCall = [&](const std::string&) { return opened(gate); };
+
+    auto sync = scenario.start("sync");
+    scenario.harness.loop.runUntil([&] { return !scenario.harness.remote(hub).calls.empty(); });
+    UUID id = scenario.taskID(hub, "a/b", "1");
+    JSONValue edited =
+        scenario.call("update_task", JSONValue::object({{"task_id", id.text()}, {"title", "Changed meanwhile"}}));
+
+    EXPECT_EQ(member(edited, "sync_state"), "pending");
+    EXPECT_EQ(titles(scenario.call("list_tasks")), std::vector<std::string>({"Changed meanwhile"}));
+    EXPECT_FALSE(sync->isFinished);
+    gate.expires_after({});
+    scenario.harness.loop.runUntil([&] { return sync->isFinished; });
+    EXPECT_EQ(sync->error, nullptr);
+}
+
 TEST(AccountToolsTest, anErrorOfTheAccountIsTold) {
     ToolScenario scenario;
     Account hub = scenario.addAccount(BackendKind::github, {"a/b"});

@@ -17,12 +17,6 @@ TaskItem created(const TaskDraft& draft, const std::string& projectID, const std
     return item;
 }
 
-// Waits until the gate is opened.
-Async<void> opened(boost::asio::steady_timer& gate) {
-    boost::system::error_code cancelled;
-    co_await gate.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
-}
-
 }  // namespace
 
 TEST(CreateTaskTest, theTaskIsAnsweredAsPendingAndPushedBehindTheAnswer) {
@@ -151,6 +145,23 @@ TEST(CreateTaskTest, theChecksRunInTheirOrder) {
     EXPECT_EQ(refusal(), "type must be a string.");
     EXPECT_TRUE(scenario.harness.tasks().empty());
     EXPECT_TRUE(scenario.requests(hub).empty());
+}
+
+TEST(CreateTaskTest, everyCharacterOfATitleAndOfNotesIsKept) {
+    using namespace std::string_literals;
+    ToolScenario scenario;
+    Account mac = scenario.harness.addLocalAccount();
+    std::string title = "a\0b \xF0\x9F\x8D\x8E \"quoted\" \\ %s"s;
+    JSONValue task = scenario.call(
+        "create_task", JSONValue::object({{"project_key", projectKey(mac.id, scenario.harness.projectID(mac))},
+                                          {"title", title},
+                                          {"notes", title + "\r\n"}}));
+    scenario.finishPushes();
+
+    JSONValue later = scenario.call("get_task", JSONValue::object({{"task_id", member(task, "task_id")}}));
+    EXPECT_EQ(member(later, "title"), title);
+    EXPECT_EQ(member(later, "notes"), title + "\r\n");
+    EXPECT_EQ(member(later, "sync_state"), "synced");
 }
 
 TEST(CreateTaskTest, aTaskOnThisMacGetsItsNumberFromThePush) {

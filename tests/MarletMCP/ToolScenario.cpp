@@ -52,6 +52,10 @@ JSONValue ToolScenario::call(const std::string& name, JSONValue arguments) {
     return harness.run(tool(name).handler(*arguments.objectValue()));
 }
 
+std::shared_ptr<TestLoop::Outcome<JSONValue>> ToolScenario::start(const std::string& name, JSONValue arguments) {
+    return harness.loop.start(tool(name).handler(*arguments.objectValue()));
+}
+
 std::string ToolScenario::refusal(const std::string& name, JSONValue arguments) {
     try {
         JSONValue result = call(name, std::move(arguments));
@@ -137,6 +141,11 @@ std::vector<std::string> titles(const JSONValue& result) {
         found.push_back(*member(task, "title").stringValue());
     }
     return found;
+}
+
+Async<void> opened(boost::asio::steady_timer& gate) {
+    boost::system::error_code cancelled;
+    co_await gate.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
 }
 
 TaskItem issue(const std::string& number, const std::string& title) {

@@ -17,6 +17,9 @@ public:
 
     // The tool's result. Whatever the tool throws ends the test.
     JSONValue call(const std::string& tool, JSONValue arguments = JSONValue::Object());
+    // The same, begun beside the test.
+    std::shared_ptr<TestLoop::Outcome<JSONValue>> start(const std::string& tool,
+                                                        JSONValue arguments = JSONValue::Object());
     // The text with which the tool refuses the call.
     std::string refusal(const std::string& tool, JSONValue arguments = JSONValue::Object());
 
@@ -50,6 +53,9 @@ private:
 const JSONValue& member(const JSONValue& object, std::string_view key);
 // The titles of the tasks that list_tasks gave, in order.
 std::vector<std::string> titles(const JSONValue& result);
+
+// Waits until the gate is opened: it expires or is cancelled.
+Async<void> opened(boost::asio::steady_timer& gate);
 
 // A task of a server that can have children and a parent.
 TaskItem issue(const std::string& number, const std::string& title);
