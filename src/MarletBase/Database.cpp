@@ -15,6 +15,9 @@ constexpr int busyTimeoutMilliseconds = 10'000;
 // Of a new database. A pass over all rows costs a third less than with SQLite's 4,096, and a small change not yet more.
 constexpr int pageSize = 8192;
 
+// What the log keeps of the disk after a large transaction.
+constexpr int keptLogBytes = 16 * 1024 * 1024;
+
 // "Marl": what SQLite's application_id says of every database of ours.
 constexpr int applicationID = 0x4D61726C;
 
@@ -67,6 +70,7 @@ void configure(SQLite::Database& database) {
     // An acknowledged change survives a power cut.
     database.exec("PRAGMA synchronous = FULL");
     database.exec("PRAGMA temp_store = MEMORY");
+    database.exec(fmt::format("PRAGMA journal_size_limit = {}", keptLogBytes));
 }
 
 void create(SQLite::Database& database, const DatabaseSchema& schema) {

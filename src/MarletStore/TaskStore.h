@@ -51,6 +51,7 @@ public:
     ~TaskStore();
 
     // Accounts.
+    // An account with a known id is an error of the database.
     Async<void> addAccount(Account account);
     Async<void> removeAccount(UUID id);
     // By display name, as the user's locale sorts.
@@ -111,6 +112,7 @@ public:
 
     // Queries.
     Async<std::optional<TaskItem>> task(std::string key);
+    // Newest first; tasks of equal dates in the order in which their rows were made.
     Async<std::vector<TaskSnapshot>> taskSnapshots(TaskQuery query);
     Async<std::optional<TaskSnapshot>> taskSnapshot(std::string key);
     Async<std::optional<TaskSnapshot>> taskSnapshot(UUID localID);

@@ -255,6 +255,17 @@ TEST(MergeTest, everyFieldOfATaskReadsBackAndFollowsTheServer) {
     EXPECT_EQ(fixture.task("1"), fixture.item("1"));
 }
 
+TEST(MergeTest, aKeyThatATaskElsewhereHasStaysWithThatTask) {
+    StoreFixture fixture;
+    fixture.addProject("p1|a", "Shed");
+    fixture.applyFull({fixture.item("b", noon, "Shed's")}, "p1|a");
+
+    fixture.applyFull({fixture.item("a|b", noon, "Garden's"), fixture.item("2")});
+
+    EXPECT_EQ(fixture.task("a|b")->title, "Shed's");
+    EXPECT_TRUE(fixture.task("2"));
+}
+
 TEST(MergeTest, anUnchangedFetchWritesNoTask) {
     DiskStoreFixture disk;
     std::vector<TaskItem> tasks;
