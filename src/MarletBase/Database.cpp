@@ -21,8 +21,19 @@ constexpr int keptLogBytes = 16 * 1024 * 1024;
 // "Marl": what SQLite's application_id says of every database of ours.
 constexpr int applicationID = 0x4D61726C;
 
+// What a write-ahead log and its index need at least.
+constexpr std::uintmax_t leastSpace = std::uintmax_t{64} << 10;
+
+// SQLite reports a disk that has no room for the file beside the database as a failing one.
+bool isDiskFull(const std::filesystem::path& file) {
+    std::error_code error;
+    std::filesystem::space_info space = std::filesystem::space(file.parent_path(), error);
+    return !error && space.available < leastSpace;
+}
+
 std::string reason(const SQLite::Exception& error, const std::string& name, const std::filesystem::path& file) {
-    switch (error.getErrorCode()) {
+    int code = error.getErrorCode();
+    switch (code == SQLITE_IOERR && isDiskFull(file) ? SQLITE_FULL : code) {
         case SQLITE_NOTADB:
         case SQLITE_CORRUPT:
             return fmt::format(

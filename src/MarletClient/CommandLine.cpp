@@ -15,6 +15,29 @@
 namespace marlet {
 namespace {
 
+// The library takes a text in brackets for a list. A text with this before it is none.
+constexpr char guard = '\x01';
+
+std::string guarded(const std::string& argument) {
+    return argument.starts_with('[') || argument.starts_with(guard) ? guard + argument : argument;
+}
+
+std::string unguarded(const std::string& text) {
+    return text.starts_with(guard) ? text.substr(1) : text;
+}
+
+void removeGuards(boost::json::value& options) {
+    if (boost::json::string* text = options.if_string()) {
+        options = unguarded(std::string(*text));
+    } else if (boost::json::array* elements = options.if_array()) {
+        std::for_each(elements->begin(), elements->end(), removeGuards);
+    } else if (boost::json::object* members = options.if_object()) {
+        for (auto& member : *members) {
+            removeGuards(member.value());
+        }
+    }
+}
+
 // A leaf of the tree of commands: once it is chosen, its options become the request.
 template <class Options>
 struct Command {
@@ -26,6 +49,7 @@ struct Command {
         std::string fullName = parent.get_parent() ? parent.get_name() + " " + name : name;
         app->callback([filled = options, fullName, &request] {
             request = CommandRequest{fullName, encode(*filled, DateCoding::seconds)};
+            removeGuards(request.options);
         });
     }
 
@@ -231,7 +255,7 @@ std::string usageMessage(const CLI::ParseError& error, const CLI::App& root) {
     }
     if (!unknown.empty()) {
         return fmt::format("{} \"{}\". {}", lacksCommand ? "Unknown command" : "There is no use here for",
-                           unknown.front(), help);
+                           unguarded(unknown.front()), help);
     }
     return fmt::format("{}. {}", trimmed(error.what()), help);
 }
@@ -268,7 +292,9 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     addSyncCommands(root, line.request);
     try {
         // The library takes the arguments from the back.
-        root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        std::vector<std::string> reversed;
+        std::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), guarded);
+        root.parse(std::move(reversed));
     } catch (const CLI::CallForHelp&) {
         line.information = root.help();
     } catch (const CLI::CallForVersion& version) {
@@ -276,7 +302,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     } catch (const CLI::ParseError& error) {
         throw UsageError(usageMessage(error, root));
     }
-    line.dataFolder = folder.empty() ? DataFolder::defaultPath() : std::filesystem::path(folder);
+    line.dataFolder = folder.empty() ? DataFolder::defaultPath() : std::filesystem::path(unguarded(folder));
     return line;
 }
 
