@@ -168,6 +168,33 @@ TEST_P(TaskCommandsTest, aTaskOfThisComputerIsDeleted) {
     EXPECT_EQ(titles({"--all"}), Texts{});
 }
 
+TEST_P(TaskCommandsTest, aRefusedChangeIsListedRetriedAndDiscarded) {
+    client.addTask("The garden");
+    client.addTask("The bed");
+    client.json({"task", "edit", "2", "--parent", "1", "--project", "Tasks"});
+    // A circle of parents, which only the task's server notices.
+    JSONValue refused = client.json({"task", "edit", "1", "--parent", "2", "--project", "Tasks"});
+    EXPECT_EQ(textOf(refused, "sync_state"), "rejected");
+    EXPECT_NE(textOf(refused, "sync_error"), "");
+
+    EXPECT_EQ(textsOf(client.json({"pending", "list"}), "tasks", "title"), Texts{"The garden"});
+    EXPECT_EQ(memberOf(client.json({"status"}), "rejected"), JSONValue(1));
+    JSONValue synced = client.json({"sync"}, 1);
+    EXPECT_EQ(textsOf(synced, "rejected_tasks", "title"), Texts{"The garden"});
+    ChildOutcome shown = client.run({"sync"});
+    EXPECT_NE(shown.output.find("The garden"), std::string::npos);
+    EXPECT_EQ(shown.errors, "marlet: Not everything could be synced. Use marlet status to see what.\n");
+
+    JSONValue retried = client.json({"pending", "retry", "1", "--project", "Tasks"});
+    EXPECT_EQ(textsOf(retried, "tasks", "sync_state"), Texts{"rejected"});
+    JSONValue discarded = client.json({"pending", "discard", "1", "--project", "Tasks"});
+    EXPECT_EQ(textsOf(discarded, "tasks", "sync_state"), Texts{"synced"});
+    JSONValue task = client.json({"task", "show", "1", "--project", "Tasks"});
+    EXPECT_TRUE(memberOf(task, "parent").isNull()) << "what the server has came back";
+    EXPECT_EQ(client.json({"pending", "list"}), JSONValue::object({{"tasks", JSONValue::Array()}}));
+    client.json({"sync"});
+}
+
 TEST_P(TaskCommandsTest, controlCharactersNeverReachTheTerminal) {
     client.addTask("Red \x1b[31m\xc2\x9b and \xe2\x80\xae more", {"--notes", "one\n\x1b]0;title\x07two"});
     for (const auto& command : {Texts{"task", "list"}, Texts{"task", "show", "1", "--project", "Tasks"},
