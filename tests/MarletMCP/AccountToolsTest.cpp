@@ -203,6 +203,8 @@ TEST(AccountToolsTest, aSyncThatTakesLongHoldsNoOtherToolBack) {
     gate.expires_after({});
     scenario.harness.loop.runUntil([&] { return sync->isFinished; });
     EXPECT_EQ(sync->error, nullptr);
+    // The push of the edit comes by the gate as well.
+    scenario.finishPushes();
 }
 
 TEST(AccountToolsTest, anErrorOfTheAccountIsTold) {
