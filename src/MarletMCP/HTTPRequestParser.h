@@ -57,6 +57,9 @@ public:
     // can't be told apart any more, so nothing can be read after that.
     std::optional<IncomingRequest> next();
 
+    // Whether bytes have come that belong to no request yet.
+    bool hasUnread() const { return used < received.size(); }
+
 private:
     std::string received;
     size_t used = 0;  // bytes at the front of `received` that are done with

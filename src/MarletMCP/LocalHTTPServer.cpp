@@ -74,6 +74,17 @@ bool asksToClose(const IncomingRequest& request) {
     return connection && lowered(*connection) == "close";
 }
 
+// Whether the peer has said already that it sends nothing more, with nothing left to be read before that.
+bool hasFinished(Connection& connection) {
+    if (connection.reader.hasUnread()) {
+        return false;  // perhaps another request, to be answered first
+    }
+    char next = 0;
+    error_code failure;
+    connection.socket.receive(boost::asio::buffer(&next, 1), tcp::socket::message_peek, failure);
+    return failure && failure != boost::asio::error::would_block;
+}
+
 void close(Connection& connection) {
     error_code ignored;
     connection.socket.close(ignored);
@@ -211,7 +222,7 @@ Async<void> LocalHTTPServer::State::serve(Shared self, std::shared_ptr<Connectio
             response = badRequest(error.kind);
         }
         if (request) {
-            keepAlive = !asksToClose(*request);
+            keepAlive = !asksToClose(*request) && !hasFinished(*connection);
             response = co_await answer(self, std::move(*request));
         }
         bool goesOn =

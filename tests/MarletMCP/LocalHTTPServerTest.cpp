@@ -131,6 +131,65 @@ TEST(LocalHTTPServerTest, aPeerThatHasFinishedSendingStillGetsItsAnswer) {
     EXPECT_EQ(bodyOf(client.receiveAll()), "GET /1: ");
 }
 
+TEST(LocalHTTPServerTest, theLastAnswerToAPeerThatHasFinishedSendingSaysClose) {
+    Gate gate;
+    ServerScenario scenario(gate.handler());
+    LoopbackClient client = scenario.client();
+    client.send(get("/held"));
+    gate.waitForOne(scenario);
+    // All of this waits in the server's socket when it reads on.
+    client.send(get("/second") + get("/last"));
+    client.finishSending();
+
+    gate.open();
+
+    EXPECT_NE(client.receiveResponse().find("Connection: keep-alive\r\n"), std::string::npos);
+    EXPECT_NE(client.receiveResponse().find("Connection: keep-alive\r\n"), std::string::npos);
+    std::string last = client.receiveAll();
+    EXPECT_NE(last.find("Connection: close\r\n"), std::string::npos);
+    EXPECT_EQ(bodyOf(last), "free");
+}
+
+TEST(LocalHTTPServerTest, aHalfSentRequestBehindTheLastOneDoesNotCostItsAnswer) {
+    Gate gate;
+    ServerScenario scenario(gate.handler());
+    LoopbackClient client = scenario.client();
+    client.send(get("/held"));
+    gate.waitForOne(scenario);
+    client.send(get("/last") + "GET /unfinished HT");
+    client.finishSending();
+
+    gate.open();
+
+    EXPECT_EQ(bodyOf(client.receiveResponse()), "held");
+    EXPECT_EQ(bodyOf(client.receiveAll()), "free");
+}
+
+TEST(LocalHTTPServerTest, bytesHiddenInABodyAreNeverTakenForARequest) {
+    ServerScenario scenario(echo());
+    const std::string hidden = get("/hidden");
+    const std::string size = std::to_string(hidden.size());
+
+    // Two lengths, also of the same size, tell no length; the connection ends before anything behind them is read.
+    for (const std::string& lengths :
+         {"Content-Length: 0\r\nContent-Length: " + size, "Content-Length: " + size + "\r\nContent-Length: " + size,
+          "Content-Length: " + size + ", " + size, "Content-Length : 0\r\ncontent-length: " + size}) {
+        LoopbackClient client = scenario.client();
+        client.send("POST /x HTTP/1.1\r\n" + lengths + "\r\n\r\n" + hidden);
+        EXPECT_EQ(client.receiveAll(), badRequest("400 Bad Request")) << lengths;
+    }
+
+    // Chunks count, whatever a length says, in whatever order and spelling the two come.
+    for (const std::string headers :
+         {"Content-Length: 3\r\nTransfer-Encoding: chunked", "Transfer-Encoding: chunked\r\nContent-Length: 3",
+          "Content-Length: 3\r\nTransfer-Encoding : identity, Chunked"}) {
+        LoopbackClient client = scenario.client();
+        client.send("POST /x HTTP/1.1\r\n" + headers + "\r\n\r\n18\r\n" + hidden + "\r\n0\r\n\r\n" + get("/next"));
+        EXPECT_EQ(bodyOf(client.receiveResponse()), "POST /x: " + hidden) << headers;
+        EXPECT_EQ(bodyOf(client.receiveResponse()), "GET /next: ") << headers;
+    }
+}
+
 TEST(LocalHTTPServerTest, anUnfinishedRequestAtTheEndOfTheConnectionGetsNoAnswer) {
     ServerScenario scenario(echo());
     LoopbackClient client = scenario.client();
