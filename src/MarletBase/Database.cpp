@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace marlet {
 namespace {
 
@@ -31,6 +33,11 @@ bool isDiskFull(const std::filesystem::path& file) {
     return !error && space.available < leastSpace;
 }
 
+std::string readOnlyReason(const std::string& name, const std::filesystem::path& file) {
+    return fmt::format("The {} database {} can't be opened for writing. Check the permissions of its folder.", name,
+                       file.string());
+}
+
 std::string reason(const SQLite::Exception& error, const std::string& name, const std::filesystem::path& file) {
     int code = error.getErrorCode();
     switch (code == SQLITE_IOERR && isDiskFull(file) ? SQLITE_FULL : code) {
@@ -43,8 +50,7 @@ std::string reason(const SQLite::Exception& error, const std::string& name, cons
         case SQLITE_READONLY:
         case SQLITE_PERM:
         case SQLITE_CANTOPEN:
-            return fmt::format("The {} database {} can't be opened for writing. Check the permissions of its folder.",
-                               name, file.string());
+            return readOnlyReason(name, file);
         case SQLITE_FULL:
             return fmt::format("There is no space left for the {} database {}. Make room and try again.", name,
                                file.string());
@@ -95,6 +101,14 @@ void create(SQLite::Database& database, const DatabaseSchema& schema) {
     transaction.commit();
 }
 
+// SQLite opens a file that it can't write for reading, and tells only the first change that it can't be made.
+void refuseReadOnly(const DatabaseSchema& schema, const std::filesystem::path& file) {
+    bool isReadOnly = ::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0 && errno != ENOENT;
+    if (isReadOnly) {
+        throw DatabaseError(readOnlyReason(schema.name, file));
+    }
+}
+
 bool hasLog(const std::filesystem::path& file) {
     std::error_code ignored;
     std::uintmax_t size = std::filesystem::file_size(file.string() + "-wal", ignored);
@@ -117,13 +131,28 @@ void inspect(const std::filesystem::path& file, const DatabaseSchema& schema, co
     refuseNewerVersion(userVersion(database), schema, file);
 }
 
+// Takes from an existing file whatever others may do with it. By its name: closing a descriptor would drop the locks
+// that this process holds on the file through another connection.
+void closeToOthers(const std::filesystem::path& file) {
+    using std::filesystem::perms;
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(file, ignored)) {
+        std::filesystem::permissions(file, perms::all & ~(perms::owner_read | perms::owner_write),
+                                     std::filesystem::perm_options::remove, ignored);
+    }
+}
+
 // Makes the file before SQLite does, so that it and the files beside it are the user's alone, whatever the umask.
 // What can't be made or changed here, SQLite reports when it opens the file.
 void makePrivateFile(const std::filesystem::path& file) {
-    int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (descriptor >= 0) {
         ::fchmod(descriptor, S_IRUSR | S_IWUSR);
         ::close(descriptor);
+    }
+    // A backup that was put back, or an inspection, may have left a log that others can read.
+    for (const char* part : {"", "-wal", "-shm"}) {
+        closeToOthers(file.string() + part);
     }
 }
 
@@ -133,6 +162,7 @@ ModelContainer ModelContainer::onDisk(const DatabaseSchema& schema, const std::f
                                       const std::string& vfs) {
     std::filesystem::path file = folder / (schema.name + ".sqlite");
     try {
+        refuseReadOnly(schema, file);
         std::error_code ignored;
         if (std::filesystem::file_size(file, ignored) > 0 && !ignored) {
             inspect(file, schema, vfs);

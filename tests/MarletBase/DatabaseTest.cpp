@@ -1,9 +1,12 @@
 #include "MarletBase/Database.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <functional>
@@ -182,6 +185,77 @@ TEST_F(DatabaseTest, aFileThatOthersCouldReadIsClosedToThem) {
     struct stat status {};
     ASSERT_EQ(::stat(file().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600U);
+}
+
+TEST_F(DatabaseTest, theLogOfABackupThatOthersCouldReadIsClosedToThem) {
+    TemporaryFolder original;
+    {
+        ModelContext context(ModelContainer::onDisk(things, original.path()));
+        context.transaction([&] { add(context, "one"); });
+        for (const char* part : {"Things.sqlite", "Things.sqlite-wal"}) {
+            std::filesystem::copy_file(original.path() / part, folder.path() / part);
+            ::chmod((folder.path() / part).c_str(), 0644);
+        }
+    }
+    ModelContext context(ModelContainer::onDisk(things, folder.path()));
+    EXPECT_EQ(count(context), 1);
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+        EXPECT_EQ(entry.status().permissions(), std::filesystem::perms(0600)) << entry.path();
+    }
+}
+
+// Whether another process finds a lock on the file: the one that says that somebody works with its log.
+bool isLockedForOthers(const std::filesystem::path& file) {
+    pid_t child = ::fork();
+    if (child == 0) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        int descriptor = ::open(file.c_str(), O_RDWR);
+        bool isLocked = ::fcntl(descriptor, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+        ::_exit(isLocked ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status == 0;
+}
+
+TEST_F(DatabaseTest, openingItAgainInOneProcessKeepsTheLocksOfTheFirst) {
+    ModelContext first(ModelContainer::onDisk(things, folder.path()));
+    first.transaction([&] { add(first, "one"); });
+    open();
+    EXPECT_TRUE(isLockedForOthers(file()));
+}
+
+// The superuser may write everything, so the test becomes another user for a while.
+class OrdinaryUser {
+public:
+    OrdinaryUser() {
+        if (::geteuid() == 0) {
+            EXPECT_EQ(::seteuid(65534), 0);
+        }
+    }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+    ~OrdinaryUser() { EXPECT_EQ(::seteuid(::getuid()), 0); }
+};
+
+TEST_F(DatabaseTest, aFileThatCantBeWrittenIsToldAndLeftAsItIs) {
+    open();
+    for (auto [fileMode, folderMode] : {std::pair{0444, 0777}, {0666, 0555}}) {
+        ::chmod(file().c_str(), static_cast<mode_t>(fileMode));
+        ::chmod(folder.path().c_str(), static_cast<mode_t>(folderMode));
+
+        std::string text = [this] {
+            OrdinaryUser user;
+            return refusalAfter([] {});
+        }();
+
+        EXPECT_EQ(text, "The Things database " + file().string() +
+                            " can't be opened for writing. Check the permissions of its folder.");
+        EXPECT_EQ(std::filesystem::status(file()).permissions(), std::filesystem::perms(fileMode));
+    }
+    ::chmod(folder.path().c_str(), 0700);
 }
 
 TEST_F(DatabaseTest, manyThatCreateItAtOnceGetOneDatabase) {
