@@ -126,10 +126,11 @@ void Merge::readProjectRows() {
 }
 
 void Merge::readRowsOfItems() {
-    static const std::string sql = selectKnown("key = ?");
+    // Ids with a "|" in them can make the key of another project's task.
+    static const std::string sql = selectKnown("key = ? AND project = ?");
     SQLite::Statement& statement = context.statement(sql);
     for (const auto& [id, known] : knownTasks) {
-        bindAll(statement, taskKey(fetch.accountID, fetch.projectID, known.first->id));
+        bindAll(statement, taskKey(fetch.accountID, fetch.projectID, known.first->id), project.rowNumber);
         if (statement.executeStep()) {
             readRow(statement);
         }

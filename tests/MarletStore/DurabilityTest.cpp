@@ -221,6 +221,21 @@ TEST(StoredRowsTest, aTaskWithoutAProjectIsNamedAfterItsProjectsId) {
     EXPECT_THAT(disk->ids(query), ElementsAre("1"));
 }
 
+TEST(StoredRowsTest, childrenInAnAccountOfAnUnknownKindAreNamedAsOnGitHub) {
+    DiskStoreFixture disk(BackendKind::gitlab);
+    disk->addProject("p2", "Shed");
+    TaskItem child = disk->item("1");
+    child.parent = TaskParent{"p1#7", ""};
+    disk->applyFull({child}, "p2");
+    disk.execute("UPDATE StoredAccount SET kindRaw = 'newservice'");
+    TaskQuery query;
+    query.parentID = "7";
+    query.projectID = "p1";
+    EXPECT_THAT(disk->ids(query), ElementsAre("1"));
+    query.accountID = disk->account.id;
+    EXPECT_THAT(disk->ids(query), ElementsAre("1"));
+}
+
 TEST(StoredRowsTest, aProjectWithoutAnAccountReadsAsGitHubs) {
     DiskStoreFixture disk(BackendKind::jira);
     disk.execute("UPDATE StoredProject SET account = NULL");

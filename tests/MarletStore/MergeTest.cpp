@@ -227,6 +227,20 @@ TEST(MergeTest, aTaskThatAFetchHoldsTwiceIsOneTaskWithTheLaterState) {
     EXPECT_EQ(fixture.task("1")->title, "Second");
 }
 
+TEST(MergeTest, aTaskOfAnotherProjectWhoseKeyReadsTheSameIsLeftAlone) {
+    StoreFixture fixture;
+    fixture.addProject("p1|a", "Shed");
+    fixture.applyFull({});
+    fixture.applyFull({fixture.item("1", noon, "Of the shed")}, "p1|a");
+
+    std::vector<RemoteChange> changes =
+        fixture.applyDelta({fixture.item("1", noon, "Of the garden"), fixture.item("a|1", noon + 1.0, "Odd")});
+
+    EXPECT_EQ(changes.size(), 1U);
+    EXPECT_EQ(fixture.task("1")->title, "Of the garden");
+    EXPECT_EQ(fixture.task("a|1")->title, "Of the shed");
+}
+
 TEST(MergeTest, everyFieldOfATaskReadsBackAndFollowsTheServer) {
     StoreFixture fixture;
     TaskItem full = fixture.item("1");

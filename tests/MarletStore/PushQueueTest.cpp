@@ -159,6 +159,44 @@ TEST(PushQueueTest, aTaskEditedDuringItsPushGoesOutAgain) {
     EXPECT_THAT(fixture.pushes(), IsEmpty());
 }
 
+TEST(PushQueueTest, aTaskThatGoesOutAgainKeepsItsPlaceInTheQueue) {
+    StoreFixture fixture;
+    fixture.applyFull({fixture.item("1"), fixture.item("2")});
+    fixture.rename("1", "First", noon + 1.0);
+    PendingPush sent = fixture.pushes().at(0);
+    fixture.rename("2", "Other", noon + 2.0);
+    fixture.rename("1", "Second", noon + 3.0);
+
+    runToEnd(fixture.store.completePush(sent.key, sent.revision, sent.item));
+
+    EXPECT_EQ(fixture.pushes().at(0).item.id, "1");
+}
+
+TEST(PushQueueTest, anAcceptedPushClearsTheRefusalAlsoWhenTheTaskGoesOutAgain) {
+    StoreFixture fixture;
+    fixture.applyFull({fixture.item("1")});
+    fixture.rename("1", "First");
+    fixture.rename("1", "Second");
+    runToEnd(fixture.store.failPush(fixture.key("1"), "No."));
+
+    runToEnd(fixture.store.completePush(fixture.key("1"), 1, fixture.item("1")));
+
+    EXPECT_EQ(fixture.snapshot("1")->pushError, std::nullopt);
+    EXPECT_EQ(fixture.pushes().size(), 1U);
+}
+
+TEST(PushQueueTest, anAnswerToWhatWasDiscardedMeanwhileIsTaken) {
+    StoreFixture fixture;
+    fixture.applyFull({fixture.item("1")});
+    fixture.rename("1", "First");
+    runToEnd(fixture.store.discardLocalChanges(fixture.key("1")));
+
+    runToEnd(fixture.store.completePush(fixture.key("1"), 1, fixture.item("1", noon + 1.0, "First!")));
+
+    EXPECT_EQ(fixture.task("1")->title, "First!");
+    EXPECT_EQ(fixture.snapshot("1")->pendingOperation, std::nullopt);
+}
+
 TEST(PushQueueTest, aTaskEditedDuringItsCreationTakesTheServersName) {
     StoreFixture fixture;
     std::string key = fixture.create("First");

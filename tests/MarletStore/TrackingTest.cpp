@@ -106,6 +106,8 @@ TEST(TrackingTest, aLogThatHasLostItsTaskIsNoTimer) {
     runToEnd(disk->store.startTimer(disk->key("1"), noon));
     disk.execute("UPDATE StoredTimeLog SET task = NULL");
     EXPECT_EQ(runToEnd(disk->store.activeTimer()), std::nullopt);
+    EXPECT_EQ(runToEnd(disk->store.currentTimerTask())->item.id, "1");  // timed last, but not timed now
+    EXPECT_FALSE(disk->snapshot("1")->isTiming);
 }
 
 TEST(TrackingTest, flagsCauseNoPush) {
