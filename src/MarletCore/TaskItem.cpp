@@ -20,7 +20,7 @@ TaskParent::Location TaskParent::location(const std::string& childProject, Backe
         return {std::nullopt, id};
     }
     size_t hash = id.rfind('#');
-    if (kind == BackendKind::github && hash != std::string::npos && id.front() != '#') {
+    if (kind == BackendKind::github && hash != std::string::npos && hash != 0) {
         return {id.substr(0, hash), id.substr(hash + 1)};
     }
     return {childProject, id};

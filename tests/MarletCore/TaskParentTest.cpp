@@ -41,8 +41,9 @@ TEST(TaskParentTest, theLocationLeadsBackToTheTask) {
     }
 }
 
-TEST(TaskParentTest, aGitHubIdThatBeginsWithAHashIsATaskOfTheChildsOwnProject) {
-    EXPECT_EQ((TaskParent{"#a#7", ""}.location("c/d", BackendKind::github)), (TaskParent::Location{"c/d", "#a#7"}));
+TEST(TaskParentTest, theLastHashOfAGitHubIdPartsTheProjectFromTheTaskUnlessItStandsFirst) {
+    EXPECT_EQ((TaskParent{"#", ""}.location("c/d", BackendKind::github)), (TaskParent::Location{"c/d", "#"}));
+    EXPECT_EQ((TaskParent{"#a#7", ""}.location("c/d", BackendKind::github)), (TaskParent::Location{"#a", "7"}));
 }
 
 }  // namespace
