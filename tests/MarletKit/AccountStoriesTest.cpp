@@ -217,6 +217,30 @@ TEST(AccountStoriesTest, aRemovedAccountLeavesNoTokenAndNoTasks) {
     EXPECT_EQ(harness.credentials->token(work.id), std::nullopt);
 }
 
+TEST(AccountStoriesTest, whatWasDoneBeforeAFailureStaysDoneWhenAnAccountIsAdded) {
+    ServicesHarness harness;
+    serve(harness, {"a"});
+
+    EXPECT_THROW(harness.run(harness.services().addAccount(work, "secret", {projectOfWork("a")}, {"a", "gone"})),
+                 StoreError);
+
+    EXPECT_EQ(harness.credentials->token(work.id), "secret");
+    EXPECT_EQ(harness.run(harness.store().subscribedProjects(work.id)).size(), 1U);
+    EXPECT_TRUE(harness.made.empty());  // the sync, which comes last, didn't run
+}
+
+TEST(AccountStoriesTest, anAccountThatTheStoreDoesntKnowKeepsItsTokenAndItsLocalTasks) {
+    ServicesHarness harness;
+    LocalTaskDatabase& database = harness.services().localTasks();
+    harness.run(database.createProject("Garden", work.id, harness.clock->now()));
+    harness.credentials->setToken("secret", work.id);
+
+    EXPECT_THROW(harness.run(harness.services().removeAccount(work.id)), StoreError);
+
+    EXPECT_EQ(harness.credentials->token(work.id), "secret");
+    EXPECT_EQ(harness.run(database.projects(work.id)).size(), 1U);
+}
+
 TEST(AccountStoriesTest, aRemovedLocalAccountIsGoneFromBothStores) {
     ServicesHarness harness;
     Account account = harness.addLocalAccount();
