@@ -100,6 +100,25 @@ TEST_F(DatabaseTest, aNewerVersionIsRefusedAndLeftAsItIs) {
                         "Update Marlet, or choose another data folder.");
 }
 
+TEST_F(DatabaseTest, aNewerVersionIsRefusedAlsoWhenOnlyTheLogTellsIt) {
+    TemporaryFolder original;
+    ModelContext newer(ModelContainer::onDisk(things, original.path()));
+    newer.database().exec("PRAGMA user_version = 4");
+
+    for (const char* part : {"Things.sqlite", "Things.sqlite-wal"}) {
+        std::filesystem::copy_file(original.path() / part, folder.path() / part);
+    }
+    auto before = bytes();
+    ASSERT_FALSE(before.at("Things.sqlite-wal").empty());
+
+    EXPECT_THAT(failure(), HasSubstr("was written by a newer version of Marlet"));
+
+    // The log's index, which reading a log makes, holds nothing of its own.
+    auto after = bytes();
+    after.erase("Things.sqlite-shm");
+    EXPECT_TRUE(after == before);
+}
+
 TEST_F(DatabaseTest, aDamagedFileIsRefusedAndLeftAsItIs) {
     open();
     std::string good = bytes().at("Things.sqlite");
