@@ -93,20 +93,33 @@ bool isWholeAnswer(const TaskItem& asked, const TaskItem& answer) {
            parentID(asked) == parentID(answer);
 }
 
+// What only this computer knows of the copy, so far as the task can take it.
+void takeOverLocalData(ModelContext& context, const StoredTask& copy, int64_t rowNumber) {
+    SQLite::Statement& logs = context.statement("UPDATE StoredTimeLog SET task = ? WHERE task = ?");
+    bindAll(logs, rowNumber, copy.rowNumber);
+    logs.exec();
+    SQLite::Statement& flags = context.statement(
+        "UPDATE StoredTask SET isNext = isNext OR ?1, isStarred = isStarred OR ?2, "
+        "lastStartedAt = COALESCE(MAX(lastStartedAt, ?3), lastStartedAt, ?3) WHERE rowNumber = ?4");
+    bindAll(flags, copy.local.isNext, copy.local.isStarred, copy.local.lastStartedAt, rowNumber);
+    flags.exec();
+}
+
 // A copy of the task that a fetch brought before the server's answer to its creation came. The row that the user knows
-// stays, and takes over the time tracked on the copy.
-void removeCopy(ModelContext& context, const StoredTask& row) {
-    SQLite::Statement& find = context.statement("SELECT rowNumber FROM StoredTask WHERE key = ? AND rowNumber <> ?");
-    bindAll(find, row.key, row.rowNumber);
-    if (!find.executeStep()) {
+// stays. It takes over what the user did to the copy: an edit that waits goes out from here.
+void absorbCopy(ModelContext& context, StoredTask& row) {
+    std::optional<StoredTask> copy = storedTask(context, row.key);
+    if (!copy || copy->rowNumber == row.rowNumber) {
         return;
     }
-    int64_t copy = find.getColumn(0).getInt64();
-    find.reset();
-    SQLite::Statement& logs = context.statement("UPDATE StoredTimeLog SET task = ? WHERE task = ?");
-    bindAll(logs, row.rowNumber, copy);
-    logs.exec();
-    deleteTaskRow(context, copy);
+    takeOverLocalData(context, *copy, row.rowNumber);
+    deleteTaskRow(context, copy->rowNumber);
+    if (copy->push.pendingOperation() && !row.push.pendingOperation()) {
+        row.item = std::move(copy->item);
+        int64_t revision = row.push.localRevision + 1;
+        row.push = std::move(copy->push);
+        row.push.localRevision = revision;
+    }
 }
 
 void setViewedAt(ModelContext& context, const StoredTask& row, Date date) {
@@ -133,7 +146,7 @@ void complete(ModelContext& context, StoredTask row, int64_t revision, const Tas
         row.applyRemote(std::move(current));
         row.push.pendingOperationRaw = code(PendingOperation::update);
     }
-    removeCopy(context, row);
+    absorbCopy(context, row);
     updateTask(context, row);
 }
 

@@ -409,6 +409,32 @@ TEST(PushQueueTest, anAnswerWhoseTaskAFetchHasBroughtAlreadyMakesOneTaskOfTheTwo
     EXPECT_THAT(fixture.ids(), ElementsAre("7"));
     EXPECT_EQ(fixture.snapshot("7")->localID, localID);
     EXPECT_EQ(fixture.snapshot("7")->trackedTime, 60);
+    EXPECT_EQ(fixture.snapshot("7")->lastStartedAt, noon);
+}
+
+TEST(PushQueueTest, whatTheUserDidToACopyOutlivesIt) {
+    StoreFixture fixture;
+    std::string key = fixture.create("Sow peas");
+    runToEnd(fixture.store.startTimer(key, noon + 3.0));
+    runToEnd(fixture.store.setNext(true, key));
+    fixture.applyDelta({fixture.item("7", noon, "Sow peas")});
+    fixture.rename("7", "Sow beans", noon + 5.0);
+    runToEnd(fixture.store.setStarred(true, fixture.key("7")));
+    PendingPush sent = fixture.pushes().back();
+
+    runToEnd(fixture.store.completePush(key, 0, fixture.item("7", noon, "Sow peas")));
+
+    std::vector<PendingPush> pushes = fixture.pushes();
+    ASSERT_EQ(pushes.size(), 1U);
+    EXPECT_EQ(pushes.at(0).operation, PendingOperation::update);
+    EXPECT_EQ(pushes.at(0).item.title, "Sow beans");
+    EXPECT_TRUE(fixture.snapshot("7")->isNext);
+    EXPECT_TRUE(fixture.snapshot("7")->isStarred);
+    EXPECT_TRUE(fixture.snapshot("7")->isTiming);
+    EXPECT_EQ(fixture.snapshot("7")->lastStartedAt, noon + 3.0);
+    fixture.rename("7", "Sow oats", noon + 6.0);
+    runToEnd(fixture.store.completePush(sent.key, sent.revision, sent.item));
+    EXPECT_EQ(fixture.task("7")->title, "Sow oats");
 }
 
 }  // namespace
