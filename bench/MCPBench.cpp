@@ -117,7 +117,7 @@ void ping(benchmark::State& state) {
     constexpr int roundsPerTurn = 500;
     LoopThread serverLoop;
     MCPHTTPEndpoint served(serverLoop.context.get_executor(), MCPServer("marlet", "1", "", {}), "secret");
-    LocalHTTPServer server(serverLoop.context.get_executor(), served.executor(),
+    LocalHTTPServer server(served.serialStrand(),
                            [&served](IncomingRequest request) { return served.handle(std::move(request)); });
     uint16_t port = boost::asio::co_spawn(serverLoop.context, server.start(0), boost::asio::use_future).get();
     LoopThread echoLoop;

@@ -99,8 +99,12 @@ class LocalHTTPServer::State {
 public:
     using Shared = std::shared_ptr<State>;
 
-    State(const Executor& executor, const Executor& executorOfHandlers, Handler requestHandler)
-        : strand(executor), handlerExecutor(executorOfHandlers), handler(std::move(requestHandler)), idle(strand) {}
+    // No executor of handlers: they run on the strand.
+    State(Strand ownStrand, std::optional<Executor> executorOfHandlers, Handler requestHandler)
+        : strand(std::move(ownStrand)),
+          handlerExecutor(std::move(executorOfHandlers)),
+          handler(std::move(requestHandler)),
+          idle(strand) {}
 
     static Async<uint16_t> start(Shared self, uint16_t port);
     static void stop(const Shared& self);
@@ -122,7 +126,7 @@ private:
     void stopOnStrand();
 
     Strand strand;
-    Executor handlerExecutor;
+    std::optional<Executor> handlerExecutor;
     Handler handler;
     std::shared_ptr<Listener> listener;
     std::set<std::shared_ptr<Connection>> connections;
@@ -253,11 +257,13 @@ Async<bool> LocalHTTPServer::State::receive(Shared self, std::shared_ptr<Connect
 
 Async<OutgoingResponse> LocalHTTPServer::State::answer(Shared self, IncomingRequest request) {
     try {
-        // Stopping the server doesn't interrupt what the handler does.
-        boost::asio::cancellation_slot never;
+        Async<OutgoingResponse> body = self->handler(std::move(request));
+        if (!self->handlerExecutor) {
+            OutgoingResponse response = co_await std::move(body);
+            co_return response;
+        }
         OutgoingResponse response =
-            co_await boost::asio::co_spawn(self->handlerExecutor, self->handler(std::move(request)),
-                                           boost::asio::bind_cancellation_slot(never, boost::asio::use_awaitable));
+            co_await boost::asio::co_spawn(*self->handlerExecutor, std::move(body), boost::asio::use_awaitable);
         co_return response;
     } catch (const std::exception&) {
         co_return OutgoingResponse::text("Internal server error", 500);
@@ -326,10 +332,10 @@ Async<void> LocalHTTPServer::State::waitUntilIdle(Shared self) {
 }
 
 LocalHTTPServer::LocalHTTPServer(Executor executor, Handler handler)
-    : LocalHTTPServer(executor, executor, std::move(handler)) {}
+    : state(std::make_shared<State>(Strand(executor), executor, std::move(handler))) {}
 
-LocalHTTPServer::LocalHTTPServer(Executor executor, Executor handlerExecutor, Handler handler)
-    : state(std::make_shared<State>(executor, handlerExecutor, std::move(handler))) {}
+LocalHTTPServer::LocalHTTPServer(Strand strand, Handler handler)
+    : state(std::make_shared<State>(std::move(strand), std::nullopt, std::move(handler))) {}
 
 LocalHTTPServer::~LocalHTTPServer() {
     stop();

@@ -18,17 +18,19 @@ public:
 // A small HTTP/1.1 server for programs on this computer: one handler, no routes, no TLS.
 //
 // Listens on 127.0.0.1 alone. The requests of one connection are answered one at a time and in order, those of
-// different connections side by side. Listener and connections live on a strand of the server's own; every member may
-// be called from any thread. The executors must outlive the server and whatever it still runs.
+// different connections side by side. Listener and connections live on one strand; every member may be called from any
+// thread. The executors must outlive the server and whatever it still runs.
 class LocalHTTPServer {
 public:
     // Runs as a task of its own, several at once. It should not throw; if it does, the
     // client gets status 500.
     using Handler = std::function<Async<OutgoingResponse>(IncomingRequest request)>;
 
-    // Handlers run on the same executor, unless another is named.
+    // Handlers run beside the server, on the same executor.
     LocalHTTPServer(Executor executor, Handler handler);
-    LocalHTTPServer(Executor executor, Executor handlerExecutor, Handler handler);
+    // The server and its handlers share the strand, for handlers that live there anyway: a request that is answered
+    // without waiting isn't handed over and back.
+    LocalHTTPServer(Strand strand, Handler handler);
     LocalHTTPServer(const LocalHTTPServer&) = delete;
     LocalHTTPServer& operator=(const LocalHTTPServer&) = delete;
     // Stops.

@@ -28,7 +28,7 @@ public:
     Async<OutgoingResponse> handle(IncomingRequest request);
 
     // Where requests are handled: a caller that is there already saves the way.
-    Executor executor() const { return serial; }
+    Strand serialStrand() const { return strand; }
 
 private:
     Async<OutgoingResponse> respond(IncomingRequest request);

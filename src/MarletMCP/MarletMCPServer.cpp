@@ -36,7 +36,7 @@ private:
 
 MarletMCPServer::MarletMCPServer(Executor executor, MarletServices& services, std::string token, std::string version)
     : core(std::make_shared<Core>(executor, services, std::move(token), std::move(version))),
-      http(executor, core->endpoint.executor(), Core::handler(core)) {}
+      http(core->endpoint.serialStrand(), Core::handler(core)) {}
 
 MarletMCPServer::~MarletMCPServer() = default;
 

@@ -267,14 +267,14 @@ TEST(LocalHTTPServerTest, anErrorOfTheHandlerIsStatus500AndTheConnectionGoesOn) 
     EXPECT_EQ(bodyOf(client.receiveResponse()), "fine");
 }
 
-TEST(LocalHTTPServerTest, handlersRunOnTheExecutorThatIsNamedForThem) {
+TEST(LocalHTTPServerTest, handlersRunOnTheStrandThatTheServerIsGiven) {
     static constexpr auto tell = [](Executor expected) -> Async<OutgoingResponse> {
         Executor current = co_await boost::asio::this_coro::executor;
         co_return OutgoingResponse::text(current == expected ? "there" : "elsewhere", 200);
     };
     ServerScenario scenario(echo());
-    Executor own = Strand(scenario.executor());
-    LocalHTTPServer second(scenario.executor(), own, [own](const IncomingRequest&) { return tell(own); });
+    Strand own(scenario.executor());
+    LocalHTTPServer second(own, [own](const IncomingRequest&) { return tell(own); });
     LoopbackClient client(scenario.wait(second.start(0)));
 
     client.send(get("/1") + get("/2"));

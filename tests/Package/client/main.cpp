@@ -16,8 +16,8 @@ int main() {
          .backendFactory = nullptr});
     auto account = boost::asio::co_spawn(loop, services.addLocalAccount("Here", "Garden"), boost::asio::use_future);
     loop.run();
-    auto projects = boost::asio::co_spawn(loop, services.store().projectSnapshots(account.get().id, true),
-                                          boost::asio::use_future);
+    auto projects =
+        boost::asio::co_spawn(loop, services.store().projectSnapshots(account.get().id, true), boost::asio::use_future);
     loop.restart();
     loop.run();
     return projects.get().at(0).name == "Garden" ? 0 : 1;
