@@ -3,14 +3,13 @@
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/read.hpp>
 #include <boost/asio/use_future.hpp>
 #include <boost/asio/write.hpp>
-#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
 
+#include "LoopbackAgent.h"
 #include "MarletMCP/LocalHTTPServer.h"
 #include "MarletMCP/MCPHTTPEndpoint.h"
 
@@ -18,7 +17,6 @@ namespace marlet {
 namespace {
 
 using boost::asio::ip::tcp;
-using Seconds = std::chrono::duration<double>;
 
 const std::string pingBody = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
 const std::string pingRequest =
@@ -88,29 +86,6 @@ private:
     std::array<char, 65536> buffer;
 };
 
-class Client {
-public:
-    explicit Client(uint16_t port) : socket(context) {
-        socket.connect({boost::asio::ip::address_v4::loopback(), port});
-        socket.set_option(tcp::no_delay(true));
-    }
-
-    // Time for `rounds` requests, one after the other, with answers of `answerSize` bytes.
-    double exchange(const std::string& request, size_t answerSize, int rounds) {
-        std::string answer(answerSize, '\0');
-        auto start = std::chrono::steady_clock::now();
-        for (int round = 0; round < rounds; ++round) {
-            boost::asio::write(socket, boost::asio::buffer(request));
-            boost::asio::read(socket, boost::asio::buffer(answer));
-        }
-        return Seconds(std::chrono::steady_clock::now() - start).count();
-    }
-
-private:
-    boost::asio::io_context context;
-    tcp::socket socket;
-};
-
 // An agent that asks again and again on one connection. Baseline: a bare echo of the same bytes. The two take turns,
 // so that both meet the same weather.
 void ping(benchmark::State& state) {
@@ -122,8 +97,8 @@ void ping(benchmark::State& state) {
     uint16_t port = boost::asio::co_spawn(serverLoop.context, server.start(0), boost::asio::use_future).get();
     LoopThread echoLoop;
     BareEcho echo(echoLoop.context);
-    Client client(port);
-    Client echoClient(echo.port());
+    LoopbackAgent client(port);
+    LoopbackAgent echoClient(echo.port());
     IncomingRequest asked("POST", "/mcp", {{"host", "localhost"}, {"authorization", "Bearer secret"}}, pingBody);
     OutgoingResponse answer =
         boost::asio::co_spawn(serverLoop.context, served.handle(asked), boost::asio::use_future).get();

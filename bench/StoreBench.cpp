@@ -80,7 +80,7 @@ double importByHand(const std::vector<TaskItem>& tasks) {
 
 // The same columns into one table with a key and no other index, without the copy for search.
 double importIntoBareTable(const std::vector<TaskItem>& tasks) {
-    BenchFolder folder;
+    TemporaryFolder folder;
     SQLite::Database database((folder.path() / "bare.sqlite").string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     database.exec("PRAGMA journal_mode = WAL");
     database.exec("PRAGMA synchronous = FULL");

@@ -49,19 +49,6 @@ std::vector<TaskItem> syntheticTasks(const std::string& projectID, int count, si
     return tasks;
 }
 
-BenchFolder::BenchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "marlet-bench-").string() + std::string(6, 'X');
-    if (!::mkdtemp(pattern.data())) {
-        throw std::system_error(errno, std::generic_category(), "mkdtemp");
-    }
-    folder = pattern;
-}
-
-BenchFolder::~BenchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-}
-
 SyntheticStore::SyntheticStore(int projects)
     : tasks(std::make_unique<TaskStore>(MarletSchema::makeContainer(folder.path()), [] { return epoch; })),
       account(UUID::random()) {

@@ -12,25 +12,13 @@
 #include <vector>
 
 #include "MarletStore/TaskStore.h"
+#include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
 
 // Tasks as a busy repository has them: notes of about `noteBytes`, two labels, an assignee, dates, every third closed.
 // The same for the same arguments.
 std::vector<TaskItem> syntheticTasks(const std::string& projectID, int count, size_t noteBytes, int firstNumber = 1);
-
-// A folder that goes with its owner.
-class BenchFolder {
-public:
-    BenchFolder();
-    BenchFolder(const BenchFolder&) = delete;
-    BenchFolder& operator=(const BenchFolder&) = delete;
-    ~BenchFolder();
-    const std::filesystem::path& path() const { return folder; }
-
-private:
-    std::filesystem::path folder;
-};
 
 // A store on disk with one GitHub account and its projects "p0", "p1" and so on, empty.
 class SyntheticStore {
@@ -42,7 +30,7 @@ public:
     FetchedTasks fullFetch(std::vector<TaskItem> items, const std::string& projectID) const;
 
 private:
-    BenchFolder folder;
+    TemporaryFolder folder;
     std::unique_ptr<TaskStore> tasks;
     UUID account;
 };

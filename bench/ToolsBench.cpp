@@ -2,25 +2,21 @@
 #include <fmt/format.h>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/read.hpp>
-#include <boost/asio/read_until.hpp>
 #include <boost/asio/use_future.hpp>
-#include <boost/asio/write.hpp>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
 
+#include "LoopbackAgent.h"
 #include "MarletMCP/HTTPMessages.h"
 #include "MarletMCP/MarletMCPServer.h"
 #include "MarletStore/MarletSchema.h"
+#include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
 namespace {
 
-using boost::asio::ip::tcp;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr int taskCount = 100'000;
@@ -45,49 +41,12 @@ std::vector<TaskItem> syntheticTasks() {
     return tasks;
 }
 
-class Client {
-public:
-    explicit Client(uint16_t port) : socket(context) {
-        socket.connect({boost::asio::ip::address_v4::loopback(), port});
-        socket.set_option(tcp::no_delay(true));
-    }
-
-    // One exchange whose answer has an unknown size.
-    std::string ask(const std::string& request) {
-        boost::asio::write(socket, boost::asio::buffer(request));
-        std::string answer;
-        size_t headSize = boost::asio::read_until(socket, boost::asio::dynamic_buffer(answer), "\r\n\r\n");
-        size_t length = std::stoul(answer.substr(answer.find("Content-Length: ") + 16));
-        size_t received = answer.size();
-        answer.resize(headSize + length);
-        boost::asio::read(socket, boost::asio::buffer(answer.data() + received, answer.size() - received));
-        return answer;
-    }
-
-    // Milliseconds for `rounds` exchanges whose answers have this size.
-    double exchange(const std::string& request, size_t answerSize, int rounds) {
-        std::string answer(answerSize, '\0');
-        auto start = std::chrono::steady_clock::now();
-        for (int round = 0; round < rounds; ++round) {
-            boost::asio::write(socket, boost::asio::buffer(request));
-            boost::asio::read(socket, boost::asio::buffer(answer));
-        }
-        return Milliseconds(std::chrono::steady_clock::now() - start).count();
-    }
-
-private:
-    boost::asio::io_context context;
-    tcp::socket socket;
-};
-
 // The engine as a daemon runs it: one loop on a thread, the store on disk with its tasks.
 class Daemon {
 public:
     Daemon() : work(context.get_executor()), thread([this] { context.run(); }) {
-        char name[] = "/tmp/marlet-bench-XXXXXX";
-        folder = ::mkdtemp(name);
         services = std::make_unique<MarletServices>(
-            MarletServices::Parts{context.get_executor(), MarletSchema::makeContainer(folder),
+            MarletServices::Parts{context.get_executor(), MarletSchema::makeContainer(folder.path()),
                                   std::make_shared<LocalTaskDatabase>(LocalTaskSchema::makeInMemoryContainer()),
                                   std::make_shared<InMemoryCredentialStore>(), std::make_shared<SystemClock>(),
                                   SyncEngine::Policy(), nullptr});
@@ -106,7 +65,6 @@ public:
         services.reset();
         context.stop();
         thread.join();
-        std::filesystem::remove_all(folder);
     }
 
     template <class T>
@@ -135,7 +93,7 @@ private:
 
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work;
     std::thread thread;
-    std::filesystem::path folder;
+    TemporaryFolder folder;
 };
 
 std::string post(const std::string& body) {
@@ -165,7 +123,7 @@ double storeQueries(Daemon& daemon, int rounds) {
 void listTasks(benchmark::State& state) {
     constexpr int roundsPerTurn = 50;
     Daemon daemon;
-    Client agent(daemon.port);
+    LoopbackAgent agent(daemon.port);
     std::string request = post(
         R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"list_tasks","arguments":{"limit":50}}})");
     std::string answer = agent.ask(request);
@@ -175,15 +133,15 @@ void listTasks(benchmark::State& state) {
             co_return OutgoingResponse{200, {{"Content-Type", "application/json"}}, std::move(body)};
         }(kept);
     });
-    Client reader(daemon.wait(memory.start(0)));
+    LoopbackAgent reader(daemon.wait(memory.start(0)));
     size_t memorySize = reader.ask(request).size();
 
     double toolTime = 0;
     double memoryTime = 0;
     double storeTime = 0;
     for (auto _ : state) {
-        double turn = agent.exchange(request, answer.size(), roundsPerTurn);
-        memoryTime += reader.exchange(request, memorySize, roundsPerTurn);
+        double turn = agent.exchange(request, answer.size(), roundsPerTurn) * 1000;
+        memoryTime += reader.exchange(request, memorySize, roundsPerTurn) * 1000;
         storeTime += storeQueries(daemon, roundsPerTurn);
         toolTime += turn;
         state.SetIterationTime(turn / 1000);
@@ -212,13 +170,13 @@ void listTools(benchmark::State& state) {
     MarletMCPServer server(context.get_executor(), services, token, "1");
     auto port = boost::asio::co_spawn(context, server.start(0), boost::asio::use_future);
     std::thread thread([&] { context.run(); });
-    Client agent(port.get());
+    LoopbackAgent agent(port.get());
     std::string request = post(R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})");
     size_t answerSize = agent.ask(request).size();
 
     double time = 0;
     for (auto _ : state) {
-        double turn = agent.exchange(request, answerSize, roundsPerTurn);
+        double turn = agent.exchange(request, answerSize, roundsPerTurn) * 1000;
         time += turn;
         state.SetIterationTime(turn / 1000);
     }

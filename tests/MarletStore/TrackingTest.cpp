@@ -150,14 +150,14 @@ TEST(TrackingTest, handOffRecordsStayWithTheTaskWhenItIsNamed) {
     UUID localID = runToEnd(disk->store.taskSnapshot(key))->localID;
     runToEnd(disk->store.completePush(key, 0, disk->item("7", noon, "Sow peas")));
 
-    runToEnd(disk->store.recordClaudeHandoff(localID, "/work/peas", noon + 1.0));
-    runToEnd(disk->store.recordWorktree(localID, "/work/tree"));
+    runToEnd(disk->store.recordClaudeHandoff(localID, "/folders/peas", noon + 1.0));
+    runToEnd(disk->store.recordWorktree(localID, "/folders/tree"));
     runToEnd(disk->store.markClaudeResultPosted(localID, noon + 2.0));
 
-    EXPECT_EQ(disk.text("SELECT claudeFolder FROM StoredTask"), "/work/peas");
+    EXPECT_EQ(disk.text("SELECT claudeFolder FROM StoredTask"), "/folders/peas");
     EXPECT_EQ(disk.number("SELECT claudeHandoffAt FROM StoredTask"), 1'800'000'001);
     EXPECT_EQ(disk.number("SELECT claudeResultPostedAt FROM StoredTask"), 1'800'000'002);
-    EXPECT_EQ(disk.text("SELECT worktreePath FROM StoredTask"), "/work/tree");
+    EXPECT_EQ(disk.text("SELECT worktreePath FROM StoredTask"), "/folders/tree");
     runToEnd(disk->store.recordWorktree(localID, std::nullopt));
     EXPECT_EQ(disk.number("SELECT worktreePath IS NULL FROM StoredTask"), 1);
 }
