@@ -77,7 +77,8 @@ bool SyncMemory::isBlocked(const UUID& accountID, Date now) const {
 
 void SyncMemory::restoreSyncState(const AccountSyncState& account, const std::vector<ProjectSyncState>& projects) {
     const UUID& id = account.account.id;
-    quietDeltas.try_emplace(quietKey(id, std::nullopt), account.quietProbes);
+    auto quiet = [&](int64_t stored) { return isQuietForgotten ? 0 : stored; };
+    quietDeltas.try_emplace(quietKey(id, std::nullopt), quiet(account.quietProbes));
     restore(lastProbeAt, id, account.lastProbeAt);
     restore(probedThrough, id, account.probedThrough);
     restore(lastHintAt, id, account.lastHintAt);
@@ -88,7 +89,7 @@ void SyncMemory::restoreSyncState(const AccountSyncState& account, const std::ve
     }
     for (const ProjectSyncState& project : projects) {
         std::string key = quietKey(id, project.projectID);
-        quietDeltas.try_emplace(key, project.quietFetches);
+        quietDeltas.try_emplace(key, quiet(project.quietFetches));
         restore(actedHints, key, project.actedHintAt);
     }
 }
@@ -147,6 +148,7 @@ Async<void> SyncMemory::resetBackoff(std::optional<std::string> projectID, std::
         co_await passingOver(setQuietCount(0, *accountID, std::nullopt));
         co_return;
     }
+    isQuietForgotten = true;
     for (auto& [key, count] : quietDeltas) {
         count = 0;
     }

@@ -57,8 +57,9 @@ private:
     double backedOffInterval(const std::string& quietKey) const;
 
     TaskStore& store;
-    // A pass may hold account states that were read before the clearing; they don't bring the rejections back.
+    // A pass may hold states that were read before the clearing or the reset; they don't bring back what is forgotten.
     std::unordered_set<UUID> rejectionsCleared;
+    bool isQuietForgotten = false;
 };
 
 template <class Key, class Value>

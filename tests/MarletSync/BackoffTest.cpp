@@ -55,6 +55,18 @@ TEST(BackoffTest, aFetchThatBringsChangesEndsTheQuiet) {
     EXPECT_EQ(quiet.secondsUntil("fetchTasks"), 180);
 }
 
+TEST(BackoffTest, aQuietCountThatStaysTheSameIsNotWrittenAgain) {
+    Quiet quiet;
+    constexpr int64_t untouched = 9;
+    quiet.setup.run(quiet.setup.store.setQuietFetches(untouched, quiet.service.id(), "p"));
+    quiet.service.change("p", "1", [](TaskItem& item) { item.title = "Beans"; });
+
+    quiet.secondsUntil("fetchTasks");
+
+    EXPECT_EQ(quiet.setup.snapshot(quiet.service, "1")->item.title, "Beans");
+    EXPECT_EQ(quiet.setup.project(quiet.service).quietFetches, untouched);
+}
+
 TEST(BackoffTest, anExplicitFetchCountsLikeAnyOther) {
     Quiet quiet;
     quiet.setup.sync(quiet.service, SyncEngine::Mode::delta);
@@ -86,15 +98,20 @@ TEST(BackoffTest, resettingTheBackoffOfOneProjectEndsItsQuietAndTheAccounts) {
 }
 
 TEST(BackoffTest, resettingTheBackoffWithoutBothEndsEveryQuiet) {
-    for (bool withAccount : {false, true}) {
+    struct Given {
+        bool project = false;
+        bool account = false;
+    };
+    for (Given given : {Given{}, Given{.account = true}, Given{.project = true}}) {
         Quiet quiet;
         quiet.secondsUntil("fetchTasks");
         quiet.secondsUntil("fetchTasks");
         RemoteService& other = quiet.setup.addSyncedAccount("Work", {}, {"p"});
         quiet.setup.sync(other);
 
-        std::optional<UUID> accountID = withAccount ? std::optional(other.id()) : std::nullopt;
-        quiet.setup.run(quiet.setup.engine->resetBackoff(std::nullopt, accountID));
+        std::optional<UUID> accountID = given.account ? std::optional(other.id()) : std::nullopt;
+        std::optional<std::string> projectID = given.project ? std::optional<std::string>("p") : std::nullopt;
+        quiet.setup.run(quiet.setup.engine->resetBackoff(projectID, accountID));
 
         EXPECT_EQ(quiet.setup.project(quiet.service).quietFetches, 0);
         EXPECT_EQ(quiet.setup.project(other).quietFetches, 0);
@@ -111,6 +128,7 @@ TEST(BackoffTest, resettingTheBackoffOfAProjectThatHasGoneDoesNotFail) {
 
 TEST(RelaxedModeTest, stretchesTheFullInterval) {
     SyncPolicy policy;
+    policy.tickInterval = std::chrono::duration<double>(300);
     policy.deltaInterval = policy.maxDeltaInterval = 1e9;
     Quiet quiet(policy);
     quiet.setup.run(quiet.setup.engine->setRelaxed(true));
@@ -119,6 +137,7 @@ TEST(RelaxedModeTest, stretchesTheFullInterval) {
 
 TEST(RelaxedModeTest, stretchesTheSafetyInterval) {
     SyncPolicy policy;
+    policy.tickInterval = std::chrono::duration<double>(100);
     policy.deltaInterval = policy.maxDeltaInterval = 1e9;
     policy.fullInterval = 300;
     policy.safetyFullInterval = 3000;
@@ -219,6 +238,26 @@ TEST(RestartTest, aHintThatWasCarriedOutStaysSo) {
     quiet.secondsUntil("notifiedTaskUpdates");
 
     EXPECT_THAT(quiet.service.takeCalls(), Not(Contains("fetchTasks p full")));
+}
+
+TEST(RestartTest, aResetDuringTheFirstPassIsNotUndoneByWhatThePassHadRead) {
+    Quiet quiet(withoutFullFetches(), {.probing = true});
+    quiet.secondsUntil("latestTaskUpdates");
+    quiet.secondsUntil("latestTaskUpdates");
+    EXPECT_EQ(quiet.setup.account(quiet.service).quietProbes, 2);
+    quiet.setup.restart();
+    quiet.setup.rename(quiet.service, "1", "Beans");
+    quiet.setup.advance(180);
+    Latch push = quiet.service.hold("updateTask");
+    auto pass = quiet.setup.loop.start(quiet.setup.engine->tick(quiet.setup.clock.now()));
+    quiet.setup.loop.runUntil([&] { return push.isReached(); });
+
+    quiet.setup.run(quiet.setup.engine->resetBackoff(std::nullopt, std::nullopt));
+    quiet.service.takeCalls();
+    push.open();
+    quiet.setup.loop.runUntil([&] { return pass->isFinished; });
+
+    EXPECT_THAT(quiet.service.takeCalls(), Contains(StartsWith("latestTaskUpdates")));
 }
 
 TEST(RestartTest, withinARunTheMemoryWins) {

@@ -164,6 +164,44 @@ TEST(CountCheckTest, aCountAndTheFetchThatFollowsItTakeOneUnitTogether) {
                                                  StartsWith("fetchTasks b since")));
 }
 
+TEST(CountCheckTest, aHintOnAProjectWhoseCountsAgreeTakesASecondUnit) {
+    for (int64_t budget : {1, 2}) {
+        SyncPolicy policy;
+        policy.maxFetchesPerTick = budget;
+        policy.maxDeltaInterval = policy.deltaInterval = 1e9;
+        SyncSetup setup(policy);
+        RemoteService& service = setup.addAccount("Home", {.counting = true, .hinting = true}, {"p"});
+        service.add("p", {.id = "1"});
+        setup.sync(service);
+        service.takeCalls();
+        setup.advance(7200);
+        service.change("p", "1", [](TaskItem& item) { item.title = "Beans"; });
+
+        setup.tick();
+
+        bool isServed = budget == 2;
+        EXPECT_EQ(service.countCalls("taskCount"), 1u);
+        EXPECT_EQ(service.countCalls("fetchTasks p since"), isServed ? 1u : 0u);
+        EXPECT_EQ(setup.account(service).hintedThrough.has_value(), isServed);
+        EXPECT_EQ(setup.project(service).actedHintAt.has_value(), isServed);
+    }
+}
+
+TEST(CountCheckTest, aProjectThatGoesDuringItsCountIsTheAccountsFailure) {
+    DueForFullFetch due;
+    due.service.counting->onTaskCount = [](const std::string&) { return 2; };
+    Latch count = due.service.hold("taskCount");
+    auto pass = due.setup.loop.start(due.setup.engine->tick(due.setup.clock.now()));
+    due.setup.loop.runUntil([&] { return count.isReached(); });
+
+    due.setup.run(due.setup.store.removeProject(due.service.id(), "p"));
+    count.open();
+    due.setup.loop.runUntil([&] { return pass->isFinished; });
+
+    EXPECT_EQ(due.setup.account(due.service).syncError, "The project no longer exists.");
+    EXPECT_THAT(due.service.backend->calls, ElementsAre("taskCount p"));
+}
+
 TEST(CountCheckTest, withoutBudgetNothingIsCounted) {
     SyncPolicy policy;
     policy.maxFetchesPerTick = 0;

@@ -52,6 +52,16 @@ TEST(HintTest, theFirstRequestReachesBackBeforeTheOldestSyncAndTheNextBeforeTheD
     EXPECT_THAT(hinted.callsOfTick(), ElementsAre("notifiedTaskUpdates since 1799999580"));
 }
 
+TEST(HintTest, theFirstRequestReachesBackBeforeTheProjectThatWasSyncedLongestAgo) {
+    for (const std::string& syncedLater : {"a", "b"}) {
+        Hinted hinted({"a", "b"});
+        hinted.setup.run(hinted.setup.engine->syncNow(hinted.service.id(), syncedLater, SyncEngine::Mode::delta,
+                                                      hinted.setup.clock.now()));
+        hinted.service.takeCalls();
+        EXPECT_THAT(hinted.callsOfTick(), ElementsAre("notifiedTaskUpdates since 1799999400"));
+    }
+}
+
 TEST(HintTest, hintsAreAskedForEachHintInterval) {
     Hinted hinted;
     hinted.setup.tick();
@@ -147,6 +157,12 @@ TEST(HintTest, aDueFullFetchStaysOneWhenTheHintAsksForADelta) {
     policy.fullInterval = 180;
     Hinted hinted({"p"}, policy);
     hinted.hints["p"] = {hinted.synced + 60, std::nullopt};
+    EXPECT_THAT(hinted.callsOfTick(), ElementsAre(StartsWith(hintCall), "fetchTasks p full"));
+}
+
+TEST(HintTest, aDueDeltaBecomesAFullFetchByADeletion) {
+    Hinted hinted({"p"}, SyncPolicy{});
+    hinted.hints["p"] = {hinted.synced + 60, hinted.synced + 60};
     EXPECT_THAT(hinted.callsOfTick(), ElementsAre(StartsWith(hintCall), "fetchTasks p full"));
 }
 

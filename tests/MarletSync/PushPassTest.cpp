@@ -139,6 +139,18 @@ TEST(PushPassTest, pushNowKeepsAnAccountFailureOnTheAccountAndThrowsNothing) {
     EXPECT_EQ(setup.account(service).syncError, "The server rejected the access token.");
 }
 
+TEST(PushPassTest, pushNowThatSucceedsLeavesTheAccountsErrorToTheNextPass) {
+    SyncSetup setup;
+    RemoteService& service = setup.addSyncedAccount("Home", {}, {"p"});
+    setup.run(setup.store.setSyncError("Out of order.", service.id()));
+
+    setup.push(service);
+    EXPECT_EQ(setup.account(service).syncError, "Out of order.");
+
+    setup.tick();
+    EXPECT_EQ(setup.account(service).syncError, std::nullopt);
+}
+
 TEST(PushPassTest, pushNowForAnAccountThatHasGoneDoesNothing) {
     SyncSetup setup;
     RemoteService& service = setup.addAccount("Home", {}, {"p"});

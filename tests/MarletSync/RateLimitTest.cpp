@@ -58,6 +58,19 @@ TEST(RateLimitTest, anExplicitPassRunsAllTheSameAndItsSuccessClearsTheBlock) {
     EXPECT_THAT(limited.service.takeCalls(), ElementsAre("updateTask 1"));
 }
 
+TEST(RateLimitTest, anExplicitPassThatFailsLeavesTheBlock) {
+    Limited limited(3600);
+    limited.service.fail("fetchTasks", BackendError::http(500));
+    limited.setup.sync(limited.service);
+    limited.service.recover();
+    limited.service.takeCalls();
+
+    limited.setup.tickAfter(180);
+
+    EXPECT_THAT(limited.service.takeCalls(), IsEmpty());
+    EXPECT_EQ(limited.setup.account(limited.service).syncError, "The server responded with HTTP 500.");
+}
+
 TEST(RateLimitTest, pushNowForABlockedAccountReturnsAtOnce) {
     Limited limited(3600);
     limited.setup.rename(limited.service, "1", "Beans");

@@ -38,6 +38,19 @@ TEST(SyncLoopTest, startingTwiceMakesOneLoop) {
     EXPECT_EQ(setup.clock.sleeperCount(), 1u);
 }
 
+TEST(SyncLoopTest, aRelaxedLoopWakesAsOftenAsEver) {
+    SyncSetup setup;
+    setup.addAccount("Home", {}, {"p"});
+    setup.run(setup.engine->setRelaxed(true));
+
+    setup.run(setup.engine->start());
+    runUntilPasses(setup, 1);
+    setup.advance(30);
+    runUntilPasses(setup, 2);
+
+    EXPECT_EQ(setup.providerCalls, 2);
+}
+
 TEST(SyncLoopTest, stoppingEndsTheSleepAtOnce) {
     SyncSetup setup;
     setup.run(setup.engine->start());
