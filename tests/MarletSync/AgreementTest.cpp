@@ -42,8 +42,8 @@ public:
     }
     // Long enough for blocks, rejections and agreeing counts to run out.
     void settleByTicks() {
-        for (double passed = 0; passed < 3 * 86400; passed += 7200) {
-            setup.tickAfter(7200);
+        for (double passed = 0; passed < 3 * 86400; passed += 14400) {
+            setup.tickAfter(14400);
         }
     }
 

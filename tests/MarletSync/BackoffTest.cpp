@@ -185,6 +185,15 @@ TEST(RestartTest, quietCountsAndCheckDatesComeBackFromTheStore) {
     EXPECT_EQ(quiet.setup.project(quiet.service).quietFetches, 3);
 }
 
+TEST(RestartTest, theDateOfTheLastHintRequestComesBack) {
+    Quiet quiet(withoutFullFetches(), {.hinting = true});
+    quiet.secondsUntil("notifiedTaskUpdates");
+
+    quiet.setup.restart();
+
+    EXPECT_EQ(quiet.secondsUntil("notifiedTaskUpdates"), 180);
+}
+
 TEST(RestartTest, theHintRequestGoesOnFromTheDateCovered) {
     Quiet quiet(withoutFullFetches(), {.hinting = true});
     quiet.secondsUntil("notifiedTaskUpdates");
@@ -265,6 +274,12 @@ TEST(RestartTest, withinARunTheMemoryWins) {
     quiet.secondsUntil("fetchTasks");
     quiet.setup.run(quiet.setup.store.setQuietFetches(4, quiet.service.id(), "p"));
     EXPECT_EQ(quiet.secondsUntil("fetchTasks"), 360);
+
+    Quiet hinting(withoutFullFetches(), {.hinting = true});
+    hinting.secondsUntil("notifiedTaskUpdates");
+    Date later = hinting.setup.clock.now() + 1000;
+    hinting.setup.run(hinting.setup.store.setChangeChecks(hinting.service.id(), {.lastHintAt = later}));
+    EXPECT_EQ(hinting.secondsUntil("notifiedTaskUpdates"), 180);
 }
 
 }  // namespace

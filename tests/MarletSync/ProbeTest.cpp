@@ -95,6 +95,20 @@ TEST(ProbeTest, anAnswerOfNoMapMakesEverySyncedProjectNotYetFetchedDue) {
                             StartsWith("fetchTasks b since"), StartsWith("fetchTasks c since")));
 }
 
+TEST(ProbeTest, aProjectWhoseFirstFetchIsRefusedIsNotTriedTwiceInOnePass) {
+    Probed probed({"a"});
+    probed.service.addProject("d");
+    probed.setup.run(probed.setup.store.replaceProjects(probed.service.projects(), probed.service.id(), probed.synced));
+    probed.setup.run(probed.setup.store.setSubscribed(true, probed.service.id(), "d"));
+    probed.service.fail("fetchTasks d", BackendError::notFound());
+    probed.newest = {{"d", probed.synced + 30}};
+
+    EXPECT_THAT(probed.callsOfTick(), ElementsAre("fetchTasks d full", StartsWith(probeCall)));
+
+    EXPECT_EQ(probed.account().quietProbes, 1);
+    EXPECT_EQ(probed.account().probedThrough, probed.setup.clock.now());
+}
+
 TEST(ProbeTest, overdueProjectsAreFetchedFirstAndThenLeftOutOfTheProbe) {
     Probed probed;
     probed.setup.advance(7200);
