@@ -5,7 +5,7 @@
 
 #include <future>
 
-#include "LoopbackClient.h"
+#include "TestSupport/LoopbackClient.h"
 #include "TestSupport/ServicesHarness.h"
 #include "ToolScenario.h"
 

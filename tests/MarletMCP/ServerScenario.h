@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "LoopbackClient.h"
+#include "TestSupport/LoopbackClient.h"
 #include "MarletMCP/LocalHTTPServer.h"
 
 namespace marlet {

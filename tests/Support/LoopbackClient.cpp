@@ -1,4 +1,4 @@
-#include "LoopbackClient.h"
+#include "TestSupport/LoopbackClient.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
