@@ -128,7 +128,8 @@ std::optional<Date> parseISO8601(std::string_view text) {
         return std::nullopt;
     }
     std::chrono::sys_seconds midnight = std::chrono::sys_days(*day);
-    auto whole = midnight.time_since_epoch().count() + (*hour * 60 + *minute) * 60 + *second - *zone;
+    int64_t timeOfDay = (*hour * 60 + *minute) * 60 + *second;
+    int64_t whole = midnight.time_since_epoch().count() + timeOfDay - *zone;
     return dateFromSeconds(static_cast<double>(whole) + fraction);
 }
 

@@ -39,7 +39,7 @@ std::string localizedDescription(std::exception_ptr error) {
 }
 
 void programmingError(const char* message) {
-    std::fprintf(stderr, "marlet: internal error: %s\n", message);
+    static_cast<void>(std::fprintf(stderr, "marlet: internal error: %s\n", message));
     std::abort();
 }
 

@@ -22,7 +22,8 @@ std::string utf8(const icu::UnicodeString& text) {
 
 UChar32 next(std::string_view text, int32_t& position) {
     UChar32 character = 0;
-    U8_NEXT(text.data(), position, static_cast<int32_t>(text.size()), character);
+    const char* bytes = text.data();
+    U8_NEXT(bytes, position, static_cast<int32_t>(text.size()), character);
     return character;
 }
 
@@ -74,7 +75,8 @@ std::string trimmed(std::string_view text) {
     while (end > start) {
         int32_t position = end;
         UChar32 character = 0;
-        U8_PREV(text.data(), start, position, character);
+        const char* bytes = text.data();
+        U8_PREV(bytes, start, position, character);
         if (character < 0 || !u_isUWhiteSpace(character)) {
             break;
         }

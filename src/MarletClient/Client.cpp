@@ -27,7 +27,8 @@ bool print(std::string_view text) {
 }
 
 void printError(const std::string& message) {
-    std::fputs(fmt::format("marlet: {}\n", withoutControlCharacters(message)).c_str(), stderr);
+    // When nobody reads standard error, the exit status still tells.
+    static_cast<void>(std::fputs(fmt::format("marlet: {}\n", withoutControlCharacters(message)).c_str(), stderr));
 }
 
 bool printJSON(const JSONValue& value) {
@@ -88,7 +89,7 @@ int follow(const CommandLine& line) {
 }  // namespace
 
 int runClient(const std::vector<std::string>& arguments) {
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     bool wantsJSON = asksForJSON(arguments);
     try {
         return follow(parseCommandLine(arguments));

@@ -85,6 +85,16 @@ bool hasFinished(Connection& connection) {
     return failure && failure != boost::asio::error::would_block;
 }
 
+using ResponseParts = std::array<boost::asio::const_buffer, 2>;
+
+// What is left of the parts when so many bytes of them are gone.
+ResponseParts rest(ResponseParts parts, size_t sent) {
+    size_t ofFirst = std::min(sent, parts[0].size());
+    parts[0] += ofFirst;
+    parts[1] += sent - ofFirst;
+    return parts;
+}
+
 void close(Connection& connection) {
     error_code ignored;
     connection.socket.close(ignored);
@@ -277,9 +287,17 @@ Async<bool> LocalHTTPServer::State::send(std::shared_ptr<Connection> connection,
         co_return false;
     }
     std::string head = response.head(keepAlive);
-    std::array<boost::asio::const_buffer, 2> parts = {boost::asio::buffer(head), boost::asio::buffer(response.body)};
+    ResponseParts parts = {boost::asio::buffer(head), boost::asio::buffer(response.body)};
     error_code failure;
-    co_await boost::asio::async_write(connection->socket, parts,
+    // Most answers fit into the system's buffer: sending one at once spares a turn of the loop.
+    size_t sent = connection->socket.write_some(parts, failure);
+    if (failure && failure != boost::asio::error::would_block) {
+        co_return false;
+    }
+    if (sent == head.size() + response.body.size()) {
+        co_return true;
+    }
+    co_await boost::asio::async_write(connection->socket, rest(parts, sent),
                                       boost::asio::redirect_error(boost::asio::use_awaitable, failure));
     co_return !failure;
 }

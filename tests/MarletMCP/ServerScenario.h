@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport/LoopbackClient.h"
 #include "MarletMCP/LocalHTTPServer.h"
+#include "TestSupport/LoopbackClient.h"
 
 namespace marlet {
 
