@@ -96,6 +96,12 @@ CLI::App& group(CLI::App& parent, const std::string& name, const std::string& de
     return *app;
 }
 
+// One that takes nothing but the options of all commands.
+void addPlainCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                     CommandRequest& request) {
+    Command<NoOptions> command(parent, name, description, request);
+}
+
 void addAccountCommands(CLI::App& root, CommandRequest& request) {
     CLI::App& accounts = group(root, "account", "Connected accounts");
     Command<AccountAddOptions> add(accounts, "add", "Add an account", request);
@@ -104,7 +110,7 @@ void addAccountCommands(CLI::App& root, CommandRequest& request) {
     add.text("--url", add.options->url, "Where the server is", "URL");
     add.text("--username", add.options->username, "The user the token belongs to", "USER");
     add.texts("--subscribe", add.options->subscribe, "A project to sync, or all", "PROJECT");
-    Command<NoOptions>(accounts, "list", "List the accounts", request);
+    addPlainCommand(accounts, "list", "List the accounts", request);
     Command<AccountOptions> remove(accounts, "remove", "Remove an account and its tasks from this computer", request);
     remove.name("ACCOUNT", remove.options->account, "The account's id or name");
 }
@@ -209,7 +215,7 @@ void addGeneralCommands(CLI::App& root, CommandRequest& request) {
     Command<ServeOptions> serve(root, "serve", "Sync and serve agents until it is stopped", request);
     serve.value("--port", serve.options->port, portValue, "The port for agents; 0 picks a new one", "N");
     serve.flag("--relaxed", serve.options->relaxed, "Ask the servers less often");
-    Command<NoOptions>(root, "status", "Show how accounts and projects stand", request);
+    addPlainCommand(root, "status", "Show how accounts and projects stand", request);
 }
 
 void addTimerCommands(CLI::App& root, CommandRequest& request) {
@@ -217,8 +223,8 @@ void addTimerCommands(CLI::App& root, CommandRequest& request) {
     Command<TaskOptions> start(timer, "start", "Start the timer on a task", request);
     start.name("TASK", start.options->task, taskHelp);
     start.inProject();
-    Command<NoOptions>(timer, "stop", "Stop the timer", request);
-    Command<NoOptions>(timer, "status", "Show the running timer", request);
+    addPlainCommand(timer, "stop", "Stop the timer", request);
+    addPlainCommand(timer, "status", "Show the running timer", request);
 }
 
 void addSyncCommands(CLI::App& root, CommandRequest& request) {
@@ -228,12 +234,12 @@ void addSyncCommands(CLI::App& root, CommandRequest& request) {
     sync.flag("--full", sync.options->full, "Fetch everything, to find what was deleted");
 
     CLI::App& pending = group(root, "pending", "Changes that wait or were refused");
-    Command<NoOptions>(pending, "list", "List them", request);
+    addPlainCommand(pending, "list", "List them", request);
     addTasksCommand<TasksOptions>(pending, "retry", "Send refused changes again", request);
     addTasksCommand<TasksOptions>(pending, "discard", "Give changes up", request);
 
     CLI::App& mcp = group(root, "mcp", "The endpoint for agents");
-    Command<NoOptions>(mcp, "show", "Show the endpoint and its token", request);
+    addPlainCommand(mcp, "show", "Show the endpoint and its token", request);
 }
 
 // The library's words, as one sentence of ours.
