@@ -10,13 +10,19 @@ namespace {
 constexpr std::chrono::milliseconds patience(500);
 const char* const wiped = "\r\x1b[K";
 
+// A terminal that has gone needs no progress.
+void write(const std::string& bytes) {
+    static_cast<void>(std::fputs(bytes.c_str(), stderr));
+    static_cast<void>(std::fflush(stderr));
+}
+
 }  // namespace
 
 Progress::Progress(bool wanted) : isWanted(wanted) {}
 
 Progress::~Progress() {
     if (isShown) {
-        std::fputs(wiped, stderr);
+        write(wiped);
     }
 }
 
@@ -27,8 +33,7 @@ void Progress::advance() {
     }
     isShown = true;
     auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-    std::fputs(fmt::format("{}{} … {} s", wiped, text, seconds).c_str(), stderr);
-    std::fflush(stderr);
+    write(fmt::format("{}{} … {} s", wiped, text, seconds));
 }
 
 }  // namespace marlet

@@ -47,7 +47,7 @@ Async<std::vector<AccountSyncState>> TaskStore::accounts() {
             states.push_back(syncState(row));
         }
         std::stable_sort(states.begin(), states.end(), [](const auto& left, const auto& right) {
-            return localizedStandardCompare(left.account.displayName, right.account.displayName) < 0;
+            return std::is_lt(localizedStandardCompare(left.account.displayName, right.account.displayName));
         });
         return states;
     });

@@ -114,7 +114,7 @@ std::vector<ProjectSnapshot> sortedProjects(ModelContext& context, const std::op
     std::vector<StoredProject> rows = accountID ? projectsOfAccount(context, *accountID) : allProjects(context);
     std::erase_if(rows, [&](const StoredProject& row) { return subscribedOnly && !row.isSubscribed; });
     std::stable_sort(rows.begin(), rows.end(), [](const StoredProject& left, const StoredProject& right) {
-        return localizedStandardCompare(left.name, right.name) < 0;
+        return std::is_lt(localizedStandardCompare(left.name, right.name));
     });
     std::vector<ProjectSnapshot> result;
     result.reserve(rows.size());
