@@ -146,8 +146,7 @@ TEST(JSONValueTest, whatIsNotOneJSONTextIsRefused) {
         "\"\\ud800\"",
         "1e400",
         "-1e400",
-        "\xEF\xBB\xBF"
-        "1",
+        "\357\273\2771",  // a byte order mark
         "[1 2]",
         "{\"a\" 1}",
         "tru",
