@@ -10,7 +10,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::UnorderedElementsAre;
 
 TaskQuery textQuery(const std::string& text) {
     TaskQuery query;

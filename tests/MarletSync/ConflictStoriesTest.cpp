@@ -7,7 +7,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 
 TEST(ConflictStoriesTest, aLocalEditOutlivesANewerServerCopyUntilItIsPushed) {
     SyncScenario scenario({.id = "1", .title = "Water the beans"});

@@ -7,7 +7,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::StartsWith;
 
 std::vector<std::string> tenProjects() {
     return {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};

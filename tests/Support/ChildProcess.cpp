@@ -12,8 +12,6 @@
 #include <csignal>
 #include <system_error>
 
-extern char** environ;
-
 namespace marlet {
 namespace {
 
