@@ -1,5 +1,7 @@
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <fmt/format.h>
 
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -34,11 +36,15 @@ void applyProject(ModelContext& context, int64_t rowNumber, const Project& proje
     statement.exec();
 }
 
-// Data that would be lost with the project: something that waits to go out, or tracked time.
+// A task that would be lost with its row: it waits to go out, or its time was tracked.
+constexpr std::string_view holdsLocalDataCondition =
+    "(COALESCE(pendingOperationRaw, '') IN ('create', 'update') "
+    "OR EXISTS (SELECT 1 FROM StoredTimeLog WHERE task = StoredTask.rowNumber))";
+
 bool holdsLocalData(ModelContext& context, int64_t project) {
-    SQLite::Statement& statement = context.statement(
-        "SELECT EXISTS (SELECT 1 FROM StoredTask WHERE project = ? AND (pendingOperationRaw IN ('create', 'update') "
-        "OR EXISTS (SELECT 1 FROM StoredTimeLog WHERE task = StoredTask.rowNumber)))");
+    static const std::string sql =
+        fmt::format("SELECT EXISTS (SELECT 1 FROM StoredTask WHERE project = ? AND {})", holdsLocalDataCondition);
+    SQLite::Statement& statement = context.statement(sql);
     bindAll(statement, project);
     statement.executeStep();
     return statement.getColumn(0).getInt() != 0;
@@ -94,9 +100,9 @@ void replaceProjectRows(ModelContext& context, const std::vector<Project>& proje
 }
 
 void unsubscribe(ModelContext& context, int64_t project) {
-    SQLite::Statement& tasks = context.statement(
-        "DELETE FROM StoredTask WHERE project = ? AND COALESCE(pendingOperationRaw, '') NOT IN ('create', 'update') "
-        "AND NOT EXISTS (SELECT 1 FROM StoredTimeLog WHERE task = StoredTask.rowNumber)");
+    static const std::string sql =
+        fmt::format("DELETE FROM StoredTask WHERE project = ? AND NOT {}", holdsLocalDataCondition);
+    SQLite::Statement& tasks = context.statement(sql);
     bindAll(tasks, project);
     tasks.exec();
     SQLite::Statement& memory = context.statement(
