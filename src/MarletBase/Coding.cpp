@@ -41,11 +41,29 @@ void appendSorted(std::string& text, const boost::json::value& value) {
     }
 }
 
+void decodeServiceDate(const boost::json::value& json, Date& value, const DecodingPath& path) {
+    std::string text;
+    decode(json, text, path);
+    std::optional<Date> date = parseServiceDate(text);
+    if (!date) {
+        throw DecodingError::invalidDate(path.text(), text);
+    }
+    value = *date;
+}
+
 }  // namespace
 
 DecodingError::DecodingError(const std::string& path, const std::string& problem)
     : LocalizedError(path.empty() ? fmt::format("The data can't be read: it {}.", problem)
-                                  : fmt::format("The data can't be read: \"{}\" {}.", path, problem)) {}
+                                  : fmt::format("The data can't be read: \"{}\" {}.", path, problem)),
+      place(path) {}
+
+DecodingError::DecodingError(std::string path, Whole whole)
+    : LocalizedError(std::move(whole.description)), place(std::move(path)) {}
+
+DecodingError DecodingError::invalidDate(std::string path, const std::string& text) {
+    return {std::move(path), Whole{"Invalid date: " + text}};
+}
 
 std::string DecodingPath::text() const {
     if (!parent) {
@@ -60,26 +78,26 @@ void DecodingPath::fail(const std::string& problem) const {
     throw DecodingError(text(), problem);
 }
 
-boost::json::value encode(bool value, DateCoding) {
+boost::json::value encode(bool value, const CodingStyle&) {
     return value;
 }
-boost::json::value encode(int64_t value, DateCoding) {
+boost::json::value encode(int64_t value, const CodingStyle&) {
     return value;
 }
-boost::json::value encode(double value, DateCoding) {
+boost::json::value encode(double value, const CodingStyle&) {
     return value;
 }
-boost::json::value encode(const std::string& value, DateCoding) {
+boost::json::value encode(const std::string& value, const CodingStyle&) {
     return boost::json::value(value);
 }
-boost::json::value encode(const UUID& value, DateCoding) {
+boost::json::value encode(const UUID& value, const CodingStyle&) {
     return boost::json::value(value.text());
 }
-boost::json::value encode(const URL& value, DateCoding) {
+boost::json::value encode(const URL& value, const CodingStyle&) {
     return boost::json::value(value.text());
 }
-boost::json::value encode(const Date& value, DateCoding dates) {
-    if (dates == DateCoding::seconds) {
+boost::json::value encode(const Date& value, const CodingStyle& style) {
+    if (style.dates == DateCoding::seconds) {
         return secondsSince1970(value);
     }
     return boost::json::value(iso8601(value));
@@ -141,6 +159,10 @@ void decode(const boost::json::value& json, URL& value, const DecodingPath& path
 }
 
 void decode(const boost::json::value& json, Date& value, const DecodingPath& path) {
+    if (path.style.dates == DateCoding::services) {
+        decodeServiceDate(json, value, path);
+        return;
+    }
     if (json.is_number()) {
         value = dateFromSeconds(json.to_number<double>());
         return;
@@ -160,12 +182,20 @@ void decode(const boost::json::value& json, Date& value, const DecodingPath& pat
     value = *date;
 }
 
-boost::json::value parseJSON(std::string_view bytes) {
+const boost::json::object& detail::objectIn(const boost::json::value& json, const DecodingPath& path) {
+    const boost::json::object* object = json.if_object();
+    if (!object) {
+        path.fail("isn't an object");
+    }
+    return *object;
+}
+
+boost::json::value parseJSON(std::string_view bytes, boost::json::storage_ptr storage) {
     boost::json::parse_options options;
     options.max_depth = maximalDepth;
     boost::json::error_code failure;
     boost::json::value value =
-        boost::json::parse(boost::json::string_view(bytes.data(), bytes.size()), failure, {}, options);
+        boost::json::parse(boost::json::string_view(bytes.data(), bytes.size()), failure, std::move(storage), options);
     if (failure) {
         throw DecodingError("", "isn't JSON (" + failure.message() + ")");
     }

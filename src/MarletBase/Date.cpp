@@ -84,6 +84,45 @@ std::optional<double> takeFraction(std::string_view& text) {
     return length > 0 ? std::optional(value) : std::nullopt;
 }
 
+struct TimeOfDay {
+    int64_t seconds = 0;
+    double fraction = 0;
+    bool hasFraction = false;
+};
+
+// "09:26:53", also with a fraction.
+std::optional<TimeOfDay> takeTime(std::string_view& text) {
+    std::optional<int> hour = takeDigits(text, 2);
+    if (!hour || !takeCharacter(text, ':')) {
+        return std::nullopt;
+    }
+    std::optional<int> minute = takeDigits(text, 2);
+    if (!minute || !takeCharacter(text, ':')) {
+        return std::nullopt;
+    }
+    std::optional<int> second = takeDigits(text, 2);
+    // A leap second is a valid second 60.
+    if (!second || *hour > 23 || *minute > 59 || *second > 60) {
+        return std::nullopt;
+    }
+    TimeOfDay time{(*hour * 60 + *minute) * 60 + *second};
+    if (takeCharacter(text, '.')) {
+        std::optional<double> fraction = takeFraction(text);
+        if (!fraction) {
+            return std::nullopt;
+        }
+        time.fraction = *fraction;
+        time.hasFraction = true;
+    }
+    return time;
+}
+
+Date date(std::chrono::year_month_day day, const TimeOfDay& time, int zone) {
+    std::chrono::sys_seconds midnight = std::chrono::sys_days(day);
+    int64_t whole = midnight.time_since_epoch().count() + time.seconds - zone;
+    return dateFromSeconds(static_cast<double>(whole) + time.fraction);
+}
+
 }  // namespace
 
 std::string iso8601(Date date) {
@@ -102,35 +141,26 @@ std::optional<Date> parseISO8601(std::string_view text) {
     if (!day || !(takeCharacter(text, 'T') || takeCharacter(text, 't') || takeCharacter(text, ' '))) {
         return std::nullopt;
     }
-    std::optional<int> hour = takeDigits(text, 2);
-    if (!hour || !takeCharacter(text, ':')) {
-        return std::nullopt;
-    }
-    std::optional<int> minute = takeDigits(text, 2);
-    if (!minute || !takeCharacter(text, ':')) {
-        return std::nullopt;
-    }
-    std::optional<int> second = takeDigits(text, 2);
-    // A leap second is a valid second 60.
-    if (!second || *hour > 23 || *minute > 59 || *second > 60) {
-        return std::nullopt;
-    }
-    double fraction = 0;
-    if (takeCharacter(text, '.')) {
-        std::optional<double> digits = takeFraction(text);
-        if (!digits) {
-            return std::nullopt;
-        }
-        fraction = *digits;
-    }
+    std::optional<TimeOfDay> time = takeTime(text);
     std::optional<int> zone = takeZone(text);
-    if (!zone || !text.empty()) {
+    if (!time || !zone || !text.empty()) {
         return std::nullopt;
     }
-    std::chrono::sys_seconds midnight = std::chrono::sys_days(*day);
-    int64_t timeOfDay = (*hour * 60 + *minute) * 60 + *second;
-    int64_t whole = midnight.time_since_epoch().count() + timeOfDay - *zone;
-    return dateFromSeconds(static_cast<double>(whole) + fraction);
+    return date(*day, *time, *zone);
+}
+
+std::optional<Date> parseServiceDate(std::string_view text) {
+    std::optional<std::chrono::year_month_day> day = takeDay(text);
+    if (!day || !takeCharacter(text, 'T')) {
+        return std::nullopt;
+    }
+    std::optional<TimeOfDay> time = takeTime(text);
+    bool isZoneKnown = time && time->hasFraction && text.empty();
+    std::optional<int> zone = isZoneKnown ? 0 : takeZone(text);
+    if (!time || !zone || !text.empty()) {
+        return std::nullopt;
+    }
+    return date(*day, *time, *zone);
 }
 
 std::optional<Date> parseLocalDay(std::string_view text) {

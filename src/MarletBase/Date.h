@@ -37,6 +37,10 @@ std::string iso8601(Date date);
 // An RFC 3339 date-time with a zone, such as "2026-01-31T09:05:00.25+01:00". No value for anything else.
 std::optional<Date> parseISO8601(std::string_view text);
 
+// As the services write it: "2026-03-14T09:26:53Z" or "…53+01:00", or with a fraction of a second and then with a zone
+// or none, which means UTC: "…53.589Z", "…53.589+0100", "…53.589". No value for anything else.
+std::optional<Date> parseServiceDate(std::string_view text);
+
 // "2026-01-31", read as midnight in the computer's time zone. No value for anything else, also not for February 30.
 std::optional<Date> parseLocalDay(std::string_view text);
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -9,8 +9,8 @@
 
 namespace marlet {
 
-// The answers that can be asked for again by their entity tag. Safe from any thread. Lives as long as its client;
-// an entry is only ever replaced by a newer one.
+// The answers that can be asked for again by their entity tag, by the whole URL. Safe from any thread. Lives as long as
+// its client; an entry is only ever replaced by a newer one.
 class ETagCache {
 public:
     struct Entry {
@@ -18,12 +18,13 @@ public:
         HTTPResponse response;
     };
 
-    std::optional<Entry> entry(const URL& url) const;
+    // Null if there is none. It stays as it is while the caller holds it.
+    std::shared_ptr<const Entry> entry(const URL& url) const;
     void store(Entry entry, const URL& url);
 
 private:
     mutable std::mutex lock;
-    std::unordered_map<URL, Entry> entries;
+    std::unordered_map<URL, std::shared_ptr<const Entry>> entries;
 };
 
 }  // namespace marlet

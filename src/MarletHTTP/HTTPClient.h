@@ -2,29 +2,24 @@
 
 #include <boost/json/object.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "MarletBase/Async.h"
 #include "MarletBase/Clock.h"
-#include "MarletBase/URL.h"
 #include "MarletHTTP/ETagCache.h"
+#include "MarletHTTP/GraphQL.h"
 #include "MarletHTTP/HTTPResponse.h"
 #include "MarletHTTP/HTTPTransport.h"
+#include "MarletHTTP/ServerURL.h"
 
 namespace marlet {
-
-struct URLQueryItem {
-    std::string name;
-    std::optional<std::string> value;
-
-    bool operator==(const URLQueryItem&) const = default;
-};
-using URLQuery = std::vector<URLQueryItem>;
 
 // How far a walk over the pages of a list goes, and who else looks at the answers.
 template <class T>
@@ -39,6 +34,10 @@ struct PageWalk {
 // A plain value, safe to use from any task; copies share the cached answers. Keep it alive until its operations have
 // ended. Every operation throws BackendError for what the server refuses, the transport's own error when no answer
 // came, and DecodingError for a body that can't be read. Nothing is ever sent again by itself.
+//
+// The "Authorization" header goes to the origin of the base URL (scheme, host and port) and nowhere else. An absolute
+// URL elsewhere is asked without it. A list whose next page lies elsewhere can't be read on as the same user, and what
+// a stranger sees of it may be less: with such a header, that is BackendError::invalidResponse.
 class HTTPClient {
 public:
     HTTPClient(URL baseURL, HTTPHeaders headers, std::shared_ptr<HTTPTransport> transport,
@@ -46,8 +45,8 @@ public:
 
     const URL& baseURL() const { return base; }
 
-    // The path, relative to the base URL, with every reserved character of the query percent-encoded.
-    // Throws BackendError::invalidURL.
+    // The path behind the base URL as appendingPath joins them, and the query as encodedQuery writes it. Throws
+    // BackendError::invalidURL, also where the base names no server.
     URL url(const std::string& path, const URLQuery& query = {}) const;
 
     // The core of all requests. `revalidating` matters to GET alone.
@@ -70,6 +69,11 @@ public:
     Async<T> graphQL(URL url, std::string query, boost::json::object variables) const;
 
 private:
+    URLRequest request(HTTPMethod method, URL url, std::optional<std::string> body) const;
+    // Throws BackendError::invalidResponse for a page on another server, see above.
+    std::optional<URL> nextPage(const HTTPResponse& response, const std::string& path, const URLQuery& query,
+                                int64_t page) const;
+
     URL base;
     HTTPHeaders headers;
     std::shared_ptr<HTTPTransport> transport;
@@ -77,9 +81,55 @@ private:
     std::shared_ptr<ETagCache> etags;
 };
 
-// Addresses of servers as users type them. `path` has no slash in front.
-URL appendingAPIPath(const URL& url, std::string_view path);
-URL appendingAPIv1(const URL& url);
-URL removingAPIv1(const URL& url);
+template <class T>
+Async<T> HTTPClient::get(std::string path, URLQuery query) const {
+    URL target = url(path, query);
+    HTTPResponse response = co_await send(HTTPMethod::get, std::move(target), std::nullopt, true);
+    co_return response.decode<T>();
+}
+
+template <class T, class Body>
+Async<T> HTTPClient::send(HTTPMethod method, std::string path, Body json) const {
+    URL target = url(path);
+    std::string body = JSONCoding::encode(json);
+    HTTPResponse response = co_await send(method, std::move(target), std::move(body), true);
+    co_return response.decode<T>();
+}
+
+template <class T>
+Async<std::vector<T>> HTTPClient::paginate(std::string path, URLQuery query, PageWalk<T> walk) const {
+    std::vector<T> items;
+    int64_t page = 1;
+    std::optional<URL> next = url(path, query);
+    while (next && items.size() < walk.maxItems) {
+        HTTPResponse response = co_await send(HTTPMethod::get, std::move(*next), std::nullopt, true);
+        if (walk.inspect) {
+            walk.inspect(response);
+        }
+        std::vector<T> elements = response.decode<std::vector<T>>();
+        for (T& element : elements) {
+            if (walk.goesOn && !walk.goesOn(element)) {
+                co_return items;
+            }
+            items.push_back(std::move(element));
+            if (items.size() == walk.maxItems) {
+                co_return items;
+            }
+        }
+        if (elements.empty()) {
+            co_return items;
+        }
+        page += 1;
+        next = nextPage(response, path, query, page);
+    }
+    co_return items;
+}
+
+template <class T>
+Async<T> HTTPClient::graphQL(URL url, std::string query, boost::json::object variables) const {
+    std::string body = graphQLBody(query, std::move(variables));
+    HTTPResponse response = co_await send(HTTPMethod::post, std::move(url), std::move(body), false);
+    co_return response.decode<GraphQLAnswer<T>>().take();
+}
 
 }  // namespace marlet

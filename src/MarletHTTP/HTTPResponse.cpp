@@ -1,0 +1,101 @@
+#include "MarletHTTP/HTTPResponse.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "MarletBase/Text.h"
+
+namespace marlet {
+namespace {
+
+constexpr std::string_view relationMark = "rel=";
+
+std::string lowercased(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), [](char character) {
+        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    });
+    return result;
+}
+
+// The pieces between the separators, without empty ones.
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    while (!text.empty()) {
+        size_t length = std::min(text.find(separator), text.size());
+        if (length > 0) {
+            pieces.push_back(text.substr(0, length));
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return pieces;
+}
+
+std::string_view withoutQuotes(std::string_view text) {
+    size_t start = std::min(text.find_first_not_of('"'), text.size());
+    size_t end = text.find_last_not_of('"') + 1;
+    return start < end ? text.substr(start, end - start) : std::string_view();
+}
+
+// One entry of a "Link" header: a target in angle brackets and its parameters.
+struct LinkEntry {
+    std::vector<std::string> pieces;
+
+    bool hasTarget() const {
+        return !pieces.empty() && pieces.front().starts_with('<') && pieces.front().ends_with('>');
+    }
+    std::string_view target() const { return std::string_view(pieces.front()).substr(1, pieces.front().size() - 2); }
+
+    bool hasRelation(std::string_view relation) const {
+        return std::any_of(pieces.begin() + 1, pieces.end(), [&](std::string_view piece) {
+            if (!piece.starts_with(relationMark)) {
+                return false;
+            }
+            std::vector<std::string_view> relations = split(withoutQuotes(piece.substr(relationMark.size())), ' ');
+            return std::find(relations.begin(), relations.end(), relation) != relations.end();
+        });
+    }
+};
+
+LinkEntry linkEntry(std::string_view text) {
+    LinkEntry entry;
+    for (std::string_view piece : split(text, ';')) {
+        entry.pieces.push_back(trimmed(piece));
+    }
+    return entry;
+}
+
+}  // namespace
+
+HTTPResponse HTTPResponse::of(TransportAnswer answer) {
+    HTTPResponse response{std::move(answer.body), answer.status, {}};
+    for (auto& [name, value] : answer.headers) {
+        auto [place, isNew] = response.headers.try_emplace(lowercased(name), std::move(value));
+        if (!isNew) {
+            place->second += ", " + value;
+        }
+    }
+    return response;
+}
+
+std::optional<std::string> HTTPResponse::header(std::string_view name) const {
+    auto found = headers.find(lowercased(name));
+    return found != headers.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::optional<URL> HTTPResponse::link(std::string_view relation) const {
+    std::optional<std::string> value = header("link");
+    if (!value) {
+        return std::nullopt;
+    }
+    // A comma inside a target breaks its entry; no service writes one.
+    for (std::string_view text : split(*value, ',')) {
+        LinkEntry entry = linkEntry(text);
+        if (entry.hasTarget() && entry.hasRelation(relation)) {
+            return URL::parse(entry.target());
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace marlet
