@@ -12,11 +12,9 @@ namespace marlet {
 
 enum class ForgeDialect { github, forgejo };
 
-struct ForgeIssue;
 struct ForgeOrganization;
 struct GitHubBoard;
 class GitHubBoardFields;
-class LabelReferences;
 
 // Issues and pull requests of GitHub and Forgejo, which share one shape of a REST API; the dialect decides what
 // differs. On GitHub also the draft tickets of Projects boards: a project whose id names a board goes that way.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -32,5 +33,8 @@ struct HTTPResponse {
 
     bool operator==(const HTTPResponse&) const = default;
 };
+
+// "12", "+12", "-12": a number as headers and queries hold it. No value for anything else.
+std::optional<int64_t> decimalInteger(std::string_view text);
 
 }  // namespace marlet

@@ -18,7 +18,4 @@ std::optional<std::string> refusalMessage(const std::string& body);
 // "1.5", read whole. No value for anything else, also not for what numbers can hold beside numerals.
 std::optional<double> decimalNumber(std::string_view text);
 
-// "12", "+12", "-12". No value for anything else.
-std::optional<int64_t> decimalInteger(std::string_view text);
-
 }  // namespace marlet
