@@ -40,7 +40,7 @@ Async<std::vector<GitHubProjectV2>> listedBoards(BoardOwner owner, const HTTPCli
         std::string path = GitHubBoard::listPath(owner.kind, owner.login);
         boards = co_await client.paginate<GitHubProjectV2>(std::move(path), gitHubBoards::pageQuery());
     } catch (const BackendError& error) {
-        if (!isDenied(error)) {
+        if (!forge::isDenied(error)) {
             throw;
         }
     }
