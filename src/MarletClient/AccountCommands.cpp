@@ -1,15 +1,30 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "MarletBase/Text.h"
+#include "MarletClient/AccountAddress.h"
 #include "MarletClient/CommandShapes.h"
 #include "MarletClient/Commands.h"
+#include "MarletClient/ConnectionAdvice.h"
 #include "MarletClient/Naming.h"
 #include "MarletClient/Options.h"
+#include "MarletClient/ProjectSelection.h"
+#include "MarletClient/TokenInput.h"
+#include "MarletCore/GitHubURL.h"
 
 namespace marlet {
 namespace {
 
 const char* const firstProjectName = "Tasks";
+
+std::string checkedName(const AccountAddOptions& options) {
+    std::string name = trimmed(options.name);
+    if (name.empty()) {
+        throw CommandError("The account's name must not be empty.");
+    }
+    return name;
+}
 
 void checkLocalAccount(const AccountAddOptions& options) {
     if (options.url || options.username || options.token) {
@@ -23,22 +38,102 @@ void checkLocalAccount(const AccountAddOptions& options) {
     }
 }
 
-Async<CommandReply> add(Engine& engine, AccountAddOptions options) {
-    std::string name = trimmed(options.name);
-    if (name.empty()) {
-        throw CommandError("The account's name must not be empty.");
+void checkBuiltIn(BackendKind kind) {
+    if (kind != BackendKind::github && kind != BackendKind::forgejo) {
+        throw CommandError(fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(kind)));
     }
-    if (!isLocal(options.kind)) {
-        throw CommandError(
-            fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(options.kind)));
-    }
-    checkLocalAccount(options);
-    Account account = co_await engine.services().addLocalAccount(name, firstProjectName);
-    AccountSyncState state = co_await accountNamed(engine.store(), account.id.text());
-    std::vector<ProjectSnapshot> projects = co_await engine.store().projectSnapshots(account.id, false);
+}
+
+// The account, its projects as the store now has them, and what people should know besides.
+Async<CommandReply> addedReply(Engine& engine, UUID accountID, std::string remark) {
+    AccountSyncState state = co_await accountNamed(engine.store(), accountID.text());
+    std::vector<ProjectSnapshot> projects = co_await engine.store().projectSnapshots(accountID, false);
     JSONValue result = projectsJSON(projects);
     (*result.objectValue())["account"] = accountJSON(state);
-    co_return success(std::move(result));
+    CommandReply reply = success(std::move(result));
+    if (!remark.empty()) {
+        reply.remark = std::move(remark);
+    }
+    co_return reply;
+}
+
+Async<CommandReply> addLocal(Engine& engine, AccountAddOptions options) {
+    checkLocalAccount(options);
+    Account account = co_await engine.services().addLocalAccount(checkedName(options), firstProjectName);
+    co_return co_await addedReply(engine, account.id, {});
+}
+
+bool isSameServer(const Account& left, const Account& right) {
+    return left.kind == right.kind && left.baseURL == right.baseURL;
+}
+
+// Two people may share a computer, or one may have two users on a server; one account added twice is a mistake.
+Async<std::string> remarkOnOthers(TaskStore& store, Account account) {
+    std::vector<AccountSyncState> others = co_await store.accounts();
+    std::string remark;
+    for (const AccountSyncState& other : others) {
+        if (!isSameServer(other.account, account)) {
+            continue;
+        }
+        if (equalIgnoringCase(other.account.displayName, account.displayName)) {
+            throw CommandError(
+                fmt::format("There is already an account \"{}\" on {}. Give it a new token with marlet account token, "
+                            "or choose another --name for a second user of that server.",
+                            other.account.displayName, serverName(account.baseURL)));
+        }
+        remark = fmt::format(
+            "The account \"{}\" uses the same server: projects that you subscribe to in both are "
+            "listed twice.",
+            other.account.displayName);
+    }
+    co_return remark;
+}
+
+// What the user should know of a new account, a sentence a line.
+std::string remarkOnAdded(const Account& account, const std::vector<Project>& projects, size_t subscribed) {
+    std::string remark;
+    if (projects.empty()) {
+        remark += fmt::format("The server lists no projects for this token. {}\n", neededPermissions(account.kind));
+    } else if (subscribed == 0) {
+        remark += fmt::format(
+            "None of its {} projects is synced yet. Choose with marlet project list --all and marlet "
+            "project subscribe.\n",
+            projects.size());
+    }
+    if (sendsTokenInTheClear(account)) {
+        remark += fmt::format("The token travels to {} unencrypted. Use https:// if the server has it.\n",
+                              serverName(account.baseURL));
+    }
+    return remark;
+}
+
+Async<std::vector<Project>> verify(Engine& engine, Account account, std::string token) {
+    std::exception_ptr failure;
+    try {
+        std::vector<Project> projects = co_await engine.services().verify(account, std::move(token));
+        co_return projects;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    throw CommandError(connectionFailure(failure, account));
+}
+
+Async<CommandReply> addRemote(Engine& engine, AccountAddOptions options) {
+    checkAccount(options);
+    Account account{UUID::random(), options.kind, checkedName(options), accountAddress(options.kind, options.url)};
+    if (!options.token) {
+        throw CommandError("The account's token is missing.");
+    }
+    std::string remark = co_await remarkOnOthers(engine.store(), account);
+    std::vector<Project> projects = co_await verify(engine, account, *options.token);
+    std::set<std::string> subscribed = selectedProjectIDs(projects, options.subscribe);
+    remark = remarkOnAdded(account, projects, subscribed.size()) + remark;
+    co_await engine.services().addAccount(account, *options.token, std::move(projects), std::move(subscribed));
+    co_return co_await addedReply(engine, account.id, trimmed(remark));
+}
+
+Async<CommandReply> add(Engine& engine, AccountAddOptions options) {
+    return isLocal(options.kind) ? addLocal(engine, std::move(options)) : addRemote(engine, std::move(options));
 }
 
 Async<CommandReply> list(Engine& engine, NoOptions) {
@@ -56,16 +151,108 @@ Async<CommandReply> remove(Engine& engine, AccountOptions options) {
     }));
 }
 
+Async<CommandReply> accountReply(Engine& engine, UUID accountID, std::optional<std::string> remark) {
+    AccountSyncState state = co_await accountNamed(engine.store(), accountID.text());
+    CommandReply reply = success(JSONValue::object({{"account", accountJSON(state)}}));
+    reply.remark = std::move(remark);
+    co_return reply;
+}
+
+Async<CommandReply> setToken(Engine& engine, AccountTokenOptions options) {
+    AccountSyncState state = co_await accountNamed(engine.store(), options.account);
+    Account account = state.account;
+    if (isLocal(account.kind)) {
+        throw CommandError("An \"On This Mac\" account has no token.");
+    }
+    std::string token = checkedCredential(account.kind, "", options.token.value_or(""));
+    std::exception_ptr failure;
+    try {
+        co_await engine.services().updateToken(std::move(token), account);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        throw CommandError(fmt::format("{} The account keeps the token it had.", connectionFailure(failure, account)));
+    }
+    co_return co_await accountReply(engine, account.id, "The new token works and is kept.");
+}
+
+bool supports(AgentChoice agent, const Account& account) {
+    switch (agent) {
+        case AgentChoice::code:
+            return account.kind == BackendKind::github || account.kind == BackendKind::gitlab ||
+                   account.kind == BackendKind::forgejo;
+        case AgentChoice::copilot:
+            return account.kind == BackendKind::github &&
+                   gitHubAPIRoot(account.baseURL) == gitHubAPIRoot(*defaultBaseURL(BackendKind::github));
+        case AgentChoice::cowork:
+        case AgentChoice::none:
+            return true;
+    }
+    return false;
+}
+
+const char* agentName(AgentChoice agent) {
+    switch (agent) {
+        case AgentChoice::code:
+            return "Claude Code";
+        case AgentChoice::cowork:
+            return "Claude Cowork";
+        case AgentChoice::copilot:
+            return "GitHub Copilot";
+        case AgentChoice::none:
+            break;
+    }
+    return "";
+}
+
+Async<CommandReply> setAgent(Engine& engine, AccountAgentOptions options) {
+    AccountSyncState state = co_await accountNamed(engine.store(), options.account);
+    if (!supports(options.agent, state.account)) {
+        throw CommandError(fmt::format("{} can't take tasks of this account. {}", agentName(options.agent),
+                                       options.agent == AgentChoice::copilot
+                                           ? "It takes those of public GitHub alone."
+                                           : "It takes those of repositories alone."));
+    }
+    std::optional<std::string> raw;
+    if (options.agent != AgentChoice::none) {
+        raw = std::string(code(options.agent));
+    }
+    co_await engine.store().setAgentDestination(raw, state.account.id);
+    std::string remark = raw ? fmt::format("Its tasks go to {}.", agentName(options.agent))
+                             : std::string("Each of its tasks goes to the agent that suits it.");
+    co_return co_await accountReply(engine, state.account.id, std::move(remark));
+}
+
+Async<CommandReply> setType(Engine& engine, AccountTypeOptions options) {
+    if (options.type.has_value() == options.isDefault) {
+        throw CommandError("Give either a type or --default.");
+    }
+    AccountSyncState state = co_await accountNamed(engine.store(), options.account);
+    co_await engine.store().setDefaultTaskType(options.type, state.account.id);
+    co_return co_await accountReply(engine, state.account.id, std::nullopt);
+}
+
 }  // namespace
 
+void checkAccount(const AccountAddOptions& options) {
+    checkedName(options);
+    if (isLocal(options.kind)) {
+        checkLocalAccount(options);
+        return;
+    }
+    checkBuiltIn(options.kind);
+    accountAddress(options.kind, options.url);
+}
+
 CommandBody accountCommand(std::string_view name) {
-    if (name == "account add") {
-        return commandBody(add);
-    }
-    if (name == "account list") {
-        return commandBody(list);
-    }
-    return name == "account remove" ? commandBody(remove) : CommandBody();
+    static const std::map<std::string_view, CommandBody> bodies{
+        {"account add", commandBody(add)},        {"account list", commandBody(list)},
+        {"account remove", commandBody(remove)},  {"account token", commandBody(setToken)},
+        {"account agent", commandBody(setAgent)}, {"account type", commandBody(setType)},
+    };
+    auto found = bodies.find(name);
+    return found == bodies.end() ? CommandBody() : found->second;
 }
 
 }  // namespace marlet

@@ -13,6 +13,7 @@
 #include "MarletClient/Dispatch.h"
 #include "MarletClient/Options.h"
 #include "MarletClient/Presentation.h"
+#include "MarletClient/TokenInput.h"
 
 namespace marlet {
 namespace {
@@ -70,7 +71,15 @@ int runServe(const CommandLine& line, const DataFolder& folder) {
     return done;
 }
 
-int follow(const CommandLine& line) {
+// What a command that takes long is at, until it tells more.
+std::string workingWords(const CommandRequest& request) {
+    if (request.command == "account add" || request.command == "account token") {
+        return "Asking the server for its projects";
+    }
+    return request.command == "sync" ? "Syncing" : "Working";
+}
+
+int follow(CommandLine line) {
     if (line.information) {
         return print(*line.information) ? done : failed;
     }
@@ -78,9 +87,10 @@ int follow(const CommandLine& line) {
     if (line.request.command == "serve") {
         return runServe(line, folder);
     }
+    supplyToken(line);
     CommandReply reply;
     {
-        Progress progress(Terminal::of(STDERR_FILENO).isTerminal && !line.wantsJSON);
+        Progress progress(Terminal::of(STDERR_FILENO).isTerminal && !line.wantsJSON, workingWords(line.request));
         reply = dispatch(folder, line.request, progress);
     }
     return show(line, reply);

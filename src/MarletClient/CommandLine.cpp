@@ -102,17 +102,54 @@ void addPlainCommand(CLI::App& parent, const std::string& name, const std::strin
     Command<NoOptions> command(parent, name, description, request);
 }
 
-void addAccountCommands(CLI::App& root, CommandRequest& request) {
+// The token is read before the command is carried out; an argument could be read by every process of the computer.
+void addTokenOptions(CLI::App& command, CommandLine& line) {
+    command
+        .add_flag_callback(
+            "--token-stdin", [&line] { line.token = TokenSource::standardInput; },
+            "Read the token from standard input instead of asking for it")
+        ->disable_flag_override();
+    auto refuse = [](const std::string&) {
+        throw UsageError(
+            "A token is never taken as an argument, where others could read it. Pipe it in and add --token-stdin, or "
+            "leave it out to be asked.");
+    };
+    command.add_option_function<std::string>("--token", refuse)->group("");
+}
+
+void addAccountSettings(CLI::App& accounts, CommandLine& line) {
+    const char* const accountHelp = "The account's id or name";
+    Command<AccountOptions> remove(accounts, "remove", "Remove an account, its token and its tasks from this computer",
+                                   line.request);
+    remove.name("ACCOUNT", remove.options->account, accountHelp);
+    Command<AccountTokenOptions> token(accounts, "token", "Give an account a new access token", line.request);
+    token.name("ACCOUNT", token.options->account, accountHelp);
+    addTokenOptions(*token.app, line);
+    Command<AccountAgentOptions> agent(accounts, "agent", "Choose the agent that gets an account's tasks",
+                                       line.request);
+    agent.name("ACCOUNT", agent.options->account, accountHelp);
+    agent.value("AGENT", agent.options->agent, agentValue, "code, cowork, copilot or none", "")->required();
+    Command<AccountTypeOptions> type(accounts, "type", "Choose the type of a Jira account's new tasks", line.request);
+    type.name("ACCOUNT", type.options->account, accountHelp);
+    type.text("TYPE", type.options->type, "The type's name", "");
+    type.flag("--default", type.options->isDefault, "Back to the service's own");
+}
+
+void addAccountCommands(CLI::App& root, CommandLine& line) {
     CLI::App& accounts = group(root, "account", "Connected accounts");
-    Command<AccountAddOptions> add(accounts, "add", "Add an account", request);
+    Command<AccountAddOptions> add(
+        accounts, "add", "Add an account. Its access token is asked for, and checked, before anything is kept.",
+        line.request);
     add.value("KIND", add.options->kind, kindValue, "github, gitlab, vikunja, forgejo, jira or local", "")->required();
     add.text("--name", add.options->name, "What the account is called here", "NAME")->required();
-    add.text("--url", add.options->url, "Where the server is", "URL");
-    add.text("--username", add.options->username, "The user the token belongs to", "USER");
-    add.texts("--subscribe", add.options->subscribe, "A project to sync, or all", "PROJECT");
-    addPlainCommand(accounts, "list", "List the accounts", request);
-    Command<AccountOptions> remove(accounts, "remove", "Remove an account and its tasks from this computer", request);
-    remove.name("ACCOUNT", remove.options->account, "The account's id or name");
+    add.text("--url", add.options->url,
+             "The server's start page, https:// unless it says http://, which sends the token unencrypted", "URL");
+    add.text("--username", add.options->username, "The user the token belongs to, where the service asks", "USER");
+    add.texts("--subscribe", add.options->subscribe, "A project to sync, such as owner/repo, or all; may be repeated",
+              "PROJECT");
+    addTokenOptions(*add.app, line);
+    addPlainCommand(accounts, "list", "List the accounts", line.request);
+    addAccountSettings(accounts, line);
 }
 
 void addProjectCommands(CLI::App& root, CommandRequest& request) {
@@ -291,7 +328,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     root.add_option("--data", folder, "The data folder")->type_name("DIR");
     root.add_flag("--json", line.wantsJSON, "One JSON value on standard output");
     addGeneralCommands(root, line.request);
-    addAccountCommands(root, line.request);
+    addAccountCommands(root, line);
     addProjectCommands(root, line.request);
     addTaskCommands(root, line.request);
     addTimerCommands(root, line.request);

@@ -16,10 +16,14 @@ public:
     using LocalizedError::LocalizedError;
 };
 
+// Where a command's token is to be read from, before it is carried out.
+enum class TokenSource { terminal, standardInput };
+
 struct CommandLine {
     std::filesystem::path dataFolder;
     bool wantsJSON = false;
     CommandRequest request;
+    TokenSource token = TokenSource::terminal;
     // The help or version text that was asked for instead of a command.
     std::optional<std::string> information;
 };

@@ -12,6 +12,8 @@
 
 namespace marlet {
 
+struct AccountAddOptions;
+
 // A command that can't be carried out as it was asked for.
 class CommandError final : public LocalizedError {
 public:
@@ -37,6 +39,9 @@ CommandBody taskWriteCommand(std::string_view name);
 CommandBody timerCommand(std::string_view name);
 CommandBody syncCommand(std::string_view name);
 CommandBody statusCommand(std::string_view name);
+
+// Throws CommandError or UsageError for an account that can't be added as it is asked for, whatever its token.
+void checkAccount(const AccountAddOptions& options);
 
 // A reply with nothing but the result.
 inline CommandReply success(JSONValue result) {

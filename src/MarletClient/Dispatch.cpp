@@ -48,6 +48,27 @@ Async<CommandReply> runAndDrain(Engine& engine, CommandRequest request) {
     co_return reply;
 }
 
+const CommandRequest& newsRequest() {
+    static const CommandRequest request{"progress", boost::json::object()};
+    return request;
+}
+
+std::string newsIn(const CommandReply& reply) {
+    const JSONValue* text = reply.result["text"];
+    const std::string* words = text ? text->stringValue() : nullptr;
+    return words ? *words : std::string();
+}
+
+// Asks the engine beside the command that it carries out.
+void askForNews(boost::asio::io_context& loop, Engine& engine, Progress& progress, int& questions) {
+    ++questions;
+    boost::asio::co_spawn(loop, runCommand(engine, newsRequest()),
+                          [&](const std::exception_ptr&, const CommandReply& answer) {
+                              progress.setNews(newsIn(answer));
+                              --questions;
+                          });
+}
+
 CommandReply runHere(const DataFolder& folder, const CommandRequest& request, Progress& progress) {
     boost::asio::io_context loop(1);
     Engine engine(loop.get_executor(), folder, std::make_shared<SystemClock>());
@@ -57,9 +78,13 @@ CommandReply runHere(const DataFolder& folder, const CommandRequest& request, Pr
         failure = error;
         reply = std::move(result);
     });
-    while (!reply) {
+    int questions = 0;
+    while (!reply || questions > 0) {
         loop.run_one_for(std::chrono::milliseconds(100));
         progress.advance();
+        if (!reply && questions == 0 && progress.wantsNews()) {
+            askForNews(loop, engine, progress, questions);
+        }
     }
     if (failure) {
         std::rethrow_exception(failure);
@@ -67,9 +92,26 @@ CommandReply runHere(const DataFolder& folder, const CommandRequest& request, Pr
     return std::move(*reply);
 }
 
+// Asks over a connection of its own, since the command's waits for its answer. A daemon that can't tell says nothing.
+void askForNews(const DataFolder& folder, Progress& progress) {
+    try {
+        std::optional<LineClient> daemon = LineClient::connect(folder.controlSocket());
+        std::optional<std::string> answer = daemon ? daemon->ask(newsRequest().line()) : std::nullopt;
+        progress.setNews(answer ? newsIn(CommandReply::parse(*answer)) : "");
+    } catch (const std::exception&) {
+        progress.setNews("");
+    }
+}
+
 // No value when the daemon stops and the command has to be carried out otherwise.
-std::optional<CommandReply> ask(LineClient& daemon, const CommandRequest& request, Progress& progress) {
-    std::optional<std::string> answer = daemon.ask(request.line(), [&progress] { progress.advance(); });
+std::optional<CommandReply> ask(LineClient& daemon, const DataFolder& folder, const CommandRequest& request,
+                                Progress& progress) {
+    std::optional<std::string> answer = daemon.ask(request.line(), [&] {
+        progress.advance();
+        if (progress.wantsNews()) {
+            askForNews(folder, progress);
+        }
+    });
     if (!answer) {
         throw DispatchError(
             "The running Marlet ended before it answered. Look whether the command was carried out before you repeat "
@@ -88,7 +130,7 @@ CommandReply dispatch(const DataFolder& folder, const CommandRequest& request, P
         }
         // Nobody listens when the owner is a command, or a daemon that starts or has stopped.
         if (std::optional<LineClient> daemon = LineClient::connect(folder.controlSocket())) {
-            if (std::optional<CommandReply> reply = ask(*daemon, request, progress)) {
+            if (std::optional<CommandReply> reply = ask(*daemon, folder, request, progress)) {
                 return std::move(*reply);
             }
         }

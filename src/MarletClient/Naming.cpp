@@ -11,6 +11,7 @@ namespace marlet {
 namespace {
 
 constexpr size_t shortestBeginning = 4;
+constexpr size_t shownIDLength = 8;
 constexpr size_t mostCandidates = 10;
 
 bool isPartOfID(std::string_view text) {
@@ -18,13 +19,6 @@ bool isPartOfID(std::string_view text) {
         return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F') ||
                (character >= 'a' && character <= 'f') || character == '-';
     });
-}
-
-std::string listed(const std::vector<std::string>& candidates) {
-    size_t shown = std::min(candidates.size(), mostCandidates);
-    std::string text =
-        fmt::format("{}", fmt::join(candidates.begin(), candidates.begin() + static_cast<long>(shown), ", "));
-    return candidates.size() > shown ? fmt::format("{} and {} more", text, candidates.size() - shown) : text;
 }
 
 // The elements with the name, exactly written so or else in any case.
@@ -78,6 +72,13 @@ Async<std::optional<TaskSnapshot>> taskWithBeginning(TaskStore& store, std::stri
 }
 
 }  // namespace
+
+std::string listed(const std::vector<std::string>& candidates) {
+    size_t shown = std::min(candidates.size(), mostCandidates);
+    std::string text =
+        fmt::format("{}", fmt::join(candidates.begin(), candidates.begin() + static_cast<long>(shown), ", "));
+    return candidates.size() > shown ? fmt::format("{} and {} more", text, candidates.size() - shown) : text;
+}
 
 Async<AccountSyncState> accountNamed(TaskStore& store, std::string text) {
     std::vector<AccountSyncState> accounts = co_await store.accounts();
@@ -173,8 +174,8 @@ Async<std::vector<TaskSnapshot>> tasksNamed(TaskStore& store, std::vector<std::s
 }
 
 Async<std::string> completedTaskID(TaskStore& store, std::string text) {
-    // Digits alone are a number.
-    if (isAllNumbers(text) || UUID::parse(text)) {
+    // A few digits are a number. As many as lists show of an id may be a beginning of one.
+    if ((isAllNumbers(text) && text.size() < shownIDLength) || UUID::parse(text)) {
         co_return text;
     }
     std::optional<TaskSnapshot> task = co_await taskWithBeginning(store, text);

@@ -68,6 +68,14 @@ BackendKind kindValue(const std::string& text) {
     return *kind;
 }
 
+AgentChoice agentValue(const std::string& text) {
+    std::optional<AgentChoice> agent = fromCode<AgentChoice>(text);
+    if (!agent) {
+        throw UsageError(fmt::format("Unknown agent \"{}\". Use code, cowork, copilot or none.", text));
+    }
+    return *agent;
+}
+
 TaskList listValue(const std::string& text) {
     std::optional<TaskList> list = fromCode<TaskList>(text);
     if (!list) {

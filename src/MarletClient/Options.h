@@ -38,6 +38,29 @@ struct AccountOptions {
 };
 BOOST_DESCRIBE_STRUCT(AccountOptions, (), (account))
 
+struct AccountTokenOptions {
+    std::string account;
+    std::optional<std::string> token;
+};
+BOOST_DESCRIBE_STRUCT(AccountTokenOptions, (), (account, token))
+
+// Where an account's tasks go when they are handed to an agent.
+enum class AgentChoice { code, cowork, copilot, none };
+BOOST_DESCRIBE_ENUM(AgentChoice, code, cowork, copilot, none)
+
+struct AccountAgentOptions {
+    std::string account;
+    AgentChoice agent = AgentChoice::none;
+};
+BOOST_DESCRIBE_STRUCT(AccountAgentOptions, (), (account, agent))
+
+struct AccountTypeOptions {
+    std::string account;
+    std::optional<std::string> type;
+    bool isDefault = false;
+};
+BOOST_DESCRIBE_STRUCT(AccountTypeOptions, (), (account, type, isDefault))
+
 struct ProjectListOptions {
     std::optional<std::string> account;
     bool all = false;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <map>
 
 #include "MarletBase/Text.h"
@@ -136,6 +137,18 @@ std::string accountTable(const JSONValue::Array& accounts, const Terminal& termi
     return table.text(terminal);
 }
 
+// The account, and what is synced of it from now on.
+std::string addedAccount(const JSONValue& result, const Terminal& terminal) {
+    JSONValue::Array synced;
+    for (const JSONValue& project : elements(result, "projects")) {
+        if (flag(project, "subscribed")) {
+            synced.push_back(project);
+        }
+    }
+    std::string output = accountTable({member(result, "account")}, terminal);
+    return synced.empty() ? output : output + "\n" + projectTable(synced, terminal);
+}
+
 // Text of several lines, each without what could steer the terminal.
 std::string lines(std::string_view content) {
     std::string result;
@@ -215,24 +228,15 @@ std::string status(const JSONValue& result, const Terminal& terminal) {
     return output;
 }
 
+// What went wrong with accounts and projects is told by name, in the remark.
 std::string syncOutcome(const JSONValue& result, const Terminal& terminal) {
-    std::string output;
-    for (const JSONValue& account : elements(result, "accounts")) {
-        std::string error = text(account, "sync_error");
-        if (!error.empty()) {
-            output +=
-                withoutControlCharacters(fmt::format("Account {}: {}", text(account, "account_id"), error)) + '\n';
-        }
-    }
-    for (const JSONValue& project : elements(result, "project_errors")) {
-        output += withoutControlCharacters(
-                      fmt::format("Project {}: {}", text(project, "project_key"), text(project, "sync_error"))) +
-                  '\n';
-    }
     if (!elements(result, "rejected_tasks").empty()) {
-        output += taskTable(elements(result, "rejected_tasks"), terminal);
+        return taskTable(elements(result, "rejected_tasks"), terminal);
     }
-    return output.empty() ? "Everything is in step.\n" : output;
+    const JSONValue::Array& accounts = elements(result, "accounts");
+    bool hasError = std::any_of(accounts.begin(), accounts.end(),
+                                [](const JSONValue& account) { return !text(account, "sync_error").empty(); });
+    return hasError || !elements(result, "project_errors").empty() ? "" : "Everything is in step.\n";
 }
 
 std::string named(const char* sentence, const JSONValue& result, std::string_view key) {
@@ -261,14 +265,19 @@ const std::map<std::string, Show>& presentations() {
     static const Show project = [](const JSONValue& result, const Terminal& terminal) {
         return projectTable({member(result, "project")}, terminal);
     };
+    static const Show account = [](const JSONValue& result, const Terminal& terminal) {
+        return accountTable({member(result, "account")}, terminal);
+    };
     static const Show task = [](const JSONValue& result, const Terminal&) { return taskDetail(result); };
     static const std::map<std::string, Show> table{
         {"status", status},
         {"sync", syncOutcome},
         {"account list",
          [](const auto& result, const auto& terminal) { return accountTable(elements(result, "accounts"), terminal); }},
-        {"account add",
-         [](const auto& result, const auto& terminal) { return accountTable({member(result, "account")}, terminal); }},
+        {"account add", addedAccount},
+        {"account token", account},
+        {"account agent", account},
+        {"account type", account},
         {"account remove",
          [](const auto& result, const auto&) { return named("Removed the account {}.", result, "name"); }},
         {"project list", projects},
@@ -316,7 +325,7 @@ std::string presented(const std::string& command, const CommandReply& reply, con
         output = show->second(reply.result, terminal);
     }
     if (reply.remark) {
-        output += withoutControlCharacters(*reply.remark) + '\n';
+        output += lines(*reply.remark);
     }
     return output;
 }

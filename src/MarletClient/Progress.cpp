@@ -1,8 +1,13 @@
 #include "MarletClient/Progress.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <utility>
+
+#include "MarletBase/Text.h"
+#include "MarletClient/Terminal.h"
 
 namespace marlet {
 namespace {
@@ -18,7 +23,7 @@ void write(const std::string& bytes) {
 
 }  // namespace
 
-Progress::Progress(bool wanted) : isWanted(wanted) {}
+Progress::Progress(bool wanted, std::string words) : isWanted(wanted), working(std::move(words)) {}
 
 Progress::~Progress() {
     if (isShown) {
@@ -33,7 +38,22 @@ void Progress::advance() {
     }
     isShown = true;
     auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-    write(fmt::format("{}{} … {} s", wiped, text, seconds));
+    std::string line = news.empty() ? fmt::format("{} … {} s", working, seconds) : news;
+    // A line that wraps couldn't be wiped.
+    write(wiped + fitted(withoutControlCharacters(line), Terminal::of(STDERR_FILENO).width - 1));
+}
+
+bool Progress::wantsNews() {
+    auto now = std::chrono::steady_clock::now();
+    if (!isShown || now - lastAsked < patience) {
+        return false;
+    }
+    lastAsked = now;
+    return true;
+}
+
+void Progress::setNews(std::string words) {
+    news = std::move(words);
 }
 
 }  // namespace marlet

@@ -6,6 +6,7 @@
 #include "MarletClient/Commands.h"
 #include "MarletClient/Naming.h"
 #include "MarletClient/Options.h"
+#include "MarletCore/BackendError.h"
 
 namespace marlet {
 namespace {
@@ -40,27 +41,39 @@ Async<Scope> scopeOf(TaskStore& store, SyncOptions options) {
     co_return scope;
 }
 
-Async<JSONValue> accountResults(TaskStore& store, Scope scope) {
-    JSONValue::Array results;
-    std::vector<AccountSyncState> accounts = co_await store.accounts();
-    for (const AccountSyncState& state : accounts) {
-        if (!scope.accountID || state.account.id == *scope.accountID) {
-            results.push_back(
-                JSONValue::object({{"account_id", state.account.id.text()}, {"sync_error", state.syncError}}));
-        }
-    }
-    co_return results;
+// What a sync came to: for programs by keys, for people by names.
+struct Findings {
+    JSONValue::Array accounts;
+    JSONValue::Array projects;
+    std::string troubles;  // a line each
+};
+
+std::string accountTrouble(const AccountSyncState& state) {
+    bool needsToken = state.syncError == BackendError::unauthorized().errorDescription();
+    return fmt::format("{}: {}{}\n", state.account.displayName, *state.syncError,
+                       needsToken ? " Give the account a new one with marlet account token." : "");
 }
 
-Async<JSONValue> projectErrors(TaskStore& store, Scope scope) {
-    JSONValue::Array results;
+Async<Findings> findings(TaskStore& store, Scope scope) {
+    Findings found;
+    std::vector<AccountSyncState> accounts = co_await store.accounts();
+    for (const AccountSyncState& state : accounts) {
+        if (scope.accountID && state.account.id != *scope.accountID) {
+            continue;
+        }
+        found.accounts.push_back(
+            JSONValue::object({{"account_id", state.account.id.text()}, {"sync_error", state.syncError}}));
+        found.troubles += state.syncError ? accountTrouble(state) : "";
+    }
     std::vector<ProjectSnapshot> projects = co_await store.projectSnapshots(scope.accountID, false);
     for (const ProjectSnapshot& project : projects) {
         if (project.syncError && (!scope.project || project.key == scope.project->key)) {
-            results.push_back(JSONValue::object({{"project_key", project.key}, {"sync_error", project.syncError}}));
+            found.projects.push_back(
+                JSONValue::object({{"project_key", project.key}, {"sync_error", project.syncError}}));
+            found.troubles += fmt::format("{}: {}\n", project.name, *project.syncError);
         }
     }
-    co_return results;
+    co_return found;
 }
 
 Async<JSONValue> rejectedTasks(TaskStore& store, Scope scope) {
@@ -85,19 +98,31 @@ Async<CommandReply> sync(Engine& engine, SyncOptions options) {
     SyncEngine::Mode mode = isFull ? SyncEngine::Mode::full : SyncEngine::Mode::delta;
     co_await engine.services().sync().syncNow(scope.accountID, projectID, mode, engine.now());
 
-    JSONValue accounts = co_await accountResults(store, scope);
-    JSONValue projects = co_await projectErrors(store, scope);
+    Findings found = co_await findings(store, scope);
     JSONValue rejected = co_await rejectedTasks(store, scope);
-    const JSONValue::Array& states = *accounts.arrayValue();
-    bool hasAccountError = std::any_of(states.begin(), states.end(),
-                                       [](const JSONValue& state) { return !state["sync_error"]->isNull(); });
     CommandReply reply;
-    if (hasAccountError || !projects.arrayValue()->empty() || !rejected.arrayValue()->empty()) {
+    if (!found.troubles.empty() || !rejected.arrayValue()->empty()) {
         reply.error = "Not everything could be synced. Use marlet status to see what.";
     }
-    reply.result =
-        JSONValue::object({{"accounts", accounts}, {"project_errors", projects}, {"rejected_tasks", rejected}});
+    if (!found.troubles.empty()) {
+        reply.remark = found.troubles;
+    }
+    reply.result = JSONValue::object(
+        {{"accounts", found.accounts}, {"project_errors", found.projects}, {"rejected_tasks", rejected}});
     co_return reply;
+}
+
+// For the line that says how a long command gets on; no command of the user's.
+Async<CommandReply> progress(Engine& engine, NoOptions) {
+    std::optional<SyncProgress> current = co_await engine.services().sync().progress();
+    JSONValue text;
+    if (current) {
+        std::string key = projectKey(current->accountID, current->projectID);
+        std::optional<ProjectSnapshot> project = co_await engine.store().projectSnapshot(key);
+        text = fmt::format("Reading {} … {} of {} {}", project ? project->name : current->projectID, current->number,
+                           current->count, current->count == 1 ? "project" : "projects");
+    }
+    co_return success(JSONValue::object({{"text", text}}));
 }
 
 Async<CommandReply> pendingList(Engine& engine, NoOptions) {
@@ -151,6 +176,7 @@ Async<CommandReply> discard(Engine& engine, TasksOptions options) {
 CommandBody syncCommand(std::string_view name) {
     static const std::map<std::string_view, CommandBody> bodies{
         {"sync", commandBody(sync)},
+        {"progress", commandBody(progress)},
         {"pending list", commandBody(pendingList)},
         {"pending retry", commandBody(retry)},
         {"pending discard", commandBody(discard)},

@@ -79,7 +79,9 @@ Async<void> AccountPass::readProjects() {
 }
 
 Async<void> AccountPass::walkProjects() {
+    int64_t number = 0;
     for (const ProjectSyncState& project : projects) {
+        ++number;
         auto found = hints.find(project.projectID);
         const Hint* hint = found == hints.end() ? nullptr : &found->second;
         std::optional<Mode> mode = co_await scheduledMode(project);
@@ -97,6 +99,7 @@ Async<void> AccountPass::walkProjects() {
         if (hint) {
             co_await memory.setQuietCount(0, accountID, project.projectID);
         }
+        memory.progress = SyncProgress{accountID, project.projectID, number, static_cast<int64_t>(projects.size())};
         bool isServed = co_await fetchProject(project, *mode);
         if (hint && isServed) {
             co_await memory.setActedHint(hint->date, accountID, project.projectID);

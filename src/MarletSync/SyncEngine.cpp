@@ -34,6 +34,7 @@ public:
 
     Async<void> resetBackoff(std::optional<std::string> projectID, std::optional<UUID> accountID);
     Async<void> clearRejections(UUID accountID);
+    Async<std::optional<SyncProgress>> progress(std::shared_ptr<State> self);
 
     // Runs a member's coroutine on the strand, with the state kept alive.
     static Async<void> enter(std::shared_ptr<State> self, Async<void> operation);
@@ -223,6 +224,7 @@ Async<void> SyncEngine::State::syncAccount(AccountSyncState account, Pass& pass)
     } catch (...) {
         failure = std::current_exception();
     }
+    memory.progress.reset();
     if (failure) {
         co_await recordFailure(failure, id, pass.now);
     }
@@ -277,6 +279,13 @@ Async<void> SyncEngine::State::recordFailure(std::exception_ptr error, UUID acco
     } catch (...) {
         // The account has gone, or the store can't write: then there is no place to say it.
     }
+}
+
+Async<std::optional<SyncProgress>> SyncEngine::State::progress(std::shared_ptr<State> self) {
+    auto look = [](std::shared_ptr<State> looked) -> Async<std::optional<SyncProgress>> {
+        co_return looked->memory.progress;
+    };
+    return runOn(strand, look(std::move(self)));
 }
 
 Async<void> SyncEngine::State::setChangeHandler(ChangeHandler handler) {
@@ -353,6 +362,10 @@ Async<void> SyncEngine::syncNow(std::optional<UUID> accountID, std::optional<std
 
 Async<void> SyncEngine::refreshProjects(UUID accountID, Date now) {
     return State::enter(state, state->refreshProjects(accountID, now));
+}
+
+Async<std::optional<SyncProgress>> SyncEngine::progress() {
+    return state->progress(state);
 }
 
 Async<void> SyncEngine::pushNow(UUID accountID, Date now) {

@@ -35,6 +35,16 @@ struct SyncPolicy {
     bool operator==(const SyncPolicy&) const = default;
 };
 
+// The project that a pass fetches, and its place among those of its account.
+struct SyncProgress {
+    UUID accountID;
+    std::string projectID;
+    int64_t number = 0;  // from 1
+    int64_t count = 0;
+
+    bool operator==(const SyncProgress&) const = default;
+};
+
 // Keeps the store in step with the services, with as few requests as it can. One pass or exclusive operation at a
 // time; the others wait in line, first come first served.
 //
@@ -75,6 +85,8 @@ public:
     Async<void> syncNow(std::optional<UUID> accountID, std::optional<std::string> projectID, Mode mode, Date now);
     // Throws StoreError::accountNotFound and what the backend throws, which the account says as well.
     Async<void> refreshProjects(UUID accountID, Date now);
+    // What the pass that runs is at; no value between passes, and while one does anything else than fetch.
+    Async<std::optional<SyncProgress>> progress();
     // Sends what waits, unless the account is blocked by a rate limit. Throws nothing.
     Async<void> pushNow(UUID accountID, Date now);
 

@@ -20,6 +20,7 @@ public:
 
     const SyncPolicy policy;
     bool isRelaxed = false;
+    std::optional<SyncProgress> progress;         // of the pass that runs
     std::unordered_map<UUID, Date> blockedUntil;  // rate-limited accounts; a restart forgets them
 
     std::unordered_map<std::string, int64_t> quietDeltas;  // by project key, and by account key for probes

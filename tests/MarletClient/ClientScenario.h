@@ -43,9 +43,10 @@ public:
     TemporaryFolder folder;
     std::filesystem::path data;
 
-private:
+    // The program, the data folder and these.
     Arguments commandLine(const Arguments& arguments) const;
 
+private:
     std::unique_ptr<ChildProcess> running;
 };
 

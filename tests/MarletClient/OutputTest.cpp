@@ -107,13 +107,21 @@ TEST(OutputTest, anEmptyResultIsSaidInWords) {
     EXPECT_EQ(presented("account list", reply, file), "No accounts. Add one with marlet account add.\n");
 }
 
-TEST(OutputTest, whatWentWrongInASyncIsListed) {
-    CommandReply reply;
-    reply.result = JSONValue::object(
-        {{"accounts", JSONValue::array({JSONValue::object({{"account_id", "A"}, {"sync_error", "Offline."}})})},
-         {"project_errors", JSONValue::array({JSONValue::object({{"project_key", "A|p"}, {"sync_error", "Gone."}})})},
-         {"rejected_tasks", JSONValue::Array()}});
-    EXPECT_EQ(presented("sync", reply, file), "Account A: Offline.\nProject A|p: Gone.\n");
+TEST(OutputTest, aSyncIsWellOnlyWhenNothingWentWrong) {
+    const JSONValue well = JSONValue::object({{"account_id", "A"}, {"sync_error", nullptr}});
+    const JSONValue offline = JSONValue::object({{"account_id", "A"}, {"sync_error", "Offline."}});
+    const JSONValue gone = JSONValue::object({{"project_key", "A|p"}, {"sync_error", "Gone."}});
+    auto outcome = [](const JSONValue& account, JSONValue::Array projects) {
+        CommandReply reply;
+        reply.remark = "Home: Offline.\n";
+        reply.result = JSONValue::object({{"accounts", JSONValue::array({account})},
+                                          {"project_errors", std::move(projects)},
+                                          {"rejected_tasks", JSONValue::Array()}});
+        return presented("sync", reply, file);
+    };
+    EXPECT_EQ(outcome(well, {}), "Everything is in step.\nHome: Offline.\n");
+    EXPECT_EQ(outcome(offline, {}), "Home: Offline.\n");
+    EXPECT_EQ(outcome(well, {gone}), "Home: Offline.\n");
 }
 
 }  // namespace

@@ -1,0 +1,74 @@
+#include "MarletClient/ConnectionAdvice.h"
+
+#include <fmt/format.h>
+
+#include "MarletBase/Coding.h"
+#include "MarletClient/AccountAddress.h"
+#include "MarletCore/BackendError.h"
+
+namespace marlet {
+namespace {
+
+std::string wrongAddress(const Account& account) {
+    return fmt::format("{} doesn't look like a {} server; give the address of its start page with --url.",
+                       serverName(account.baseURL), displayName(account.kind));
+}
+
+struct Advice {
+    const Account& account;
+
+    std::string operator()(const BackendError::RateLimited& error) const {
+        return error.until ? "Try again after that." : "Try again in a quarter of an hour.";
+    }
+    std::string operator()(const BackendError::HTTP& error) const {
+        if (error.status >= 500) {
+            return "That is the server's own trouble. Try again in a while.";
+        }
+        return error.status == 403 ? neededPermissions(account.kind) : wrongAddress(account);
+    }
+    std::string operator()(const BackendError::Rejected& error) const {
+        // A server that names its single sign-on has said what to do.
+        bool isTold = error.message.find("SAML") != std::string::npos;
+        return isTold ? std::string() : neededPermissions(account.kind);
+    }
+    std::string operator()(const BackendError::UnknownLabels&) const { return {}; }
+    std::string operator()(const BackendError::Unauthorized&) const {
+        return fmt::format(
+            "Check that it was copied whole, that it hasn't expired or been revoked, and that it was made "
+            "on {}.",
+            serverName(account.baseURL));
+    }
+    std::string operator()(const BackendError::NotFound&) const { return wrongAddress(account); }
+    std::string operator()(const BackendError::InvalidURL&) const { return wrongAddress(account); }
+    std::string operator()(const BackendError::InvalidResponse&) const { return wrongAddress(account); }
+};
+
+std::string advice(const std::exception_ptr& error, const Account& account) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const BackendError& known) {
+        return std::visit(Advice{account}, known.payload());
+    } catch (const DecodingError&) {
+        return wrongAddress(account);
+    } catch (...) {
+        return {};
+    }
+}
+
+}  // namespace
+
+std::string connectionFailure(const std::exception_ptr& error, const Account& account) {
+    std::string text = localizedDescription(error);
+    std::string next = advice(error, account);
+    return next.empty() ? text : fmt::format("{} {}", text, next);
+}
+
+std::string neededPermissions(BackendKind kind) {
+    if (kind == BackendKind::github) {
+        return "The token needs the scopes repo, read:org, project and notifications, or, when it is a fine-grained "
+               "one, access to the repositories with the permission to read and write issues.";
+    }
+    return "The token needs the permissions read:user, read:repository, write:issue and read:notification.";
+}
+
+}  // namespace marlet

@@ -1,0 +1,62 @@
+#include "MarletClient/ConnectionAdvice.h"
+
+#include <gtest/gtest.h>
+
+#include "MarletBase/Coding.h"
+#include "MarletCore/BackendError.h"
+
+namespace marlet {
+namespace {
+
+Account account(BackendKind kind, const char* address) {
+    return Account{UUID(), kind, "Work", *URL::parse(address)};
+}
+
+template <class Error>
+std::string told(const Error& error, const Account& account) {
+    return connectionFailure(std::make_exception_ptr(error), account);
+}
+
+TEST(ConnectionAdviceTest, theEnginesOwnTextStandsFirstAndThenWhatToDo) {
+    Account forge = account(BackendKind::forgejo, "https://git.example.org:3000");
+    Account gitHub = account(BackendKind::github, "https://github.example.org");
+    const std::string noForgejo =
+        "git.example.org:3000 doesn't look like a Forgejo server; give the address of its start page with --url.";
+    const std::string scopes =
+        "The token needs the permissions read:user, read:repository, write:issue and read:notification.";
+    const std::vector<std::pair<BackendError, std::string>> table{
+        {BackendError::unauthorized(),
+         "The server rejected the access token. Check that it was copied whole, that it hasn't expired or been "
+         "revoked, "
+         "and that it was made on git.example.org:3000."},
+        {BackendError::notFound(), "Not found on the server. " + noForgejo},
+        {BackendError::invalidResponse(), "The server sent an unexpected response. " + noForgejo},
+        {BackendError::invalidURL(), "The server URL is invalid. " + noForgejo},
+        {BackendError::http(405), "The server responded with HTTP 405. " + noForgejo},
+        {BackendError::http(403), "The server responded with HTTP 403. " + scopes},
+        {BackendError::http(502),
+         "The server responded with HTTP 502. That is the server's own trouble. Try again in a while."},
+        {BackendError::rejected("Scope missing."), "Scope missing. " + scopes},
+        {BackendError::rejected("Only with SAML."), "Only with SAML."},
+        {BackendError::rateLimited(std::nullopt), "Rate limited by the server. Try again in a quarter of an hour."},
+    };
+    for (const auto& [error, text] : table) {
+        EXPECT_EQ(told(error, forge), text);
+    }
+    EXPECT_EQ(told(DecodingError("", "isn't JSON"), forge),
+              DecodingError("", "isn't JSON").errorDescription() + " " + noForgejo);
+    EXPECT_EQ(told(BackendError::notFound(), gitHub),
+              "Not found on the server. github.example.org doesn't look like a GitHub server; give the address of its "
+              "start page with --url.");
+    EXPECT_NE(told(BackendError::http(403), gitHub).find("fine-grained"), std::string::npos);
+    std::string limited = told(BackendError::rateLimited(dateFromSeconds(1'800'000'000)), forge);
+    EXPECT_TRUE(limited.starts_with("Rate limited until ") && limited.ends_with(". Try again after that.")) << limited;
+}
+
+TEST(ConnectionAdviceTest, anErrorOfAnotherKindStandsForItself) {
+    EXPECT_EQ(told(LocalizedError("The secret store is locked."), account(BackendKind::github, "https://a.example")),
+              "The secret store is locked.");
+}
+
+}  // namespace
+}  // namespace marlet
