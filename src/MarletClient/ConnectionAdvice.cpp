@@ -5,6 +5,7 @@
 #include "MarletBase/Coding.h"
 #include "MarletClient/AccountAddress.h"
 #include "MarletCore/BackendError.h"
+#include "MarletHTTP/NetworkError.h"
 
 namespace marlet {
 namespace {
@@ -43,6 +44,11 @@ struct Advice {
     std::string operator()(const BackendError::InvalidResponse&) const { return wrongAddress(account); }
 };
 
+std::string networkAdvice(const NetworkError& error, const URL& address) {
+    bool isPlainServer = error.kind() == NetworkError::Kind::tls && isLoopback(address);
+    return isPlainServer ? "If the server has no https, give its address with http://." : "";
+}
+
 std::string advice(const std::exception_ptr& error, const Account& account) {
     try {
         std::rethrow_exception(error);
@@ -50,6 +56,8 @@ std::string advice(const std::exception_ptr& error, const Account& account) {
         return std::visit(Advice{account}, known.payload());
     } catch (const DecodingError&) {
         return wrongAddress(account);
+    } catch (const NetworkError& network) {
+        return networkAdvice(network, account.baseURL);
     } catch (...) {
         return {};
     }

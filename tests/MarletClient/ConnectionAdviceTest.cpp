@@ -4,6 +4,7 @@
 
 #include "MarletBase/Coding.h"
 #include "MarletCore/BackendError.h"
+#include "MarletHTTP/NetworkError.h"
 
 namespace marlet {
 namespace {
@@ -51,6 +52,15 @@ TEST(ConnectionAdviceTest, theEnginesOwnTextStandsFirstAndThenWhatToDo) {
     EXPECT_NE(told(BackendError::http(403), gitHub).find("fine-grained"), std::string::npos);
     std::string limited = told(BackendError::rateLimited(dateFromSeconds(1'800'000'000)), forge);
     EXPECT_TRUE(limited.starts_with("Rate limited until ") && limited.ends_with(". Try again after that.")) << limited;
+}
+
+TEST(ConnectionAdviceTest, theNetworksTextIsEnoughButForAServerOfOnesOwnWithoutHTTPS) {
+    NetworkError tls(NetworkError::Kind::tls, "No TLS.");
+    NetworkError refused(NetworkError::Kind::unreachable, "Nobody there.");
+    EXPECT_EQ(told(tls, account(BackendKind::forgejo, "https://localhost:3000")),
+              "No TLS. If the server has no https, give its address with http://.");
+    EXPECT_EQ(told(refused, account(BackendKind::forgejo, "https://localhost:3000")), "Nobody there.");
+    EXPECT_EQ(told(tls, account(BackendKind::forgejo, "https://git.example.org")), "No TLS.");
 }
 
 TEST(ConnectionAdviceTest, anErrorOfAnotherKindStandsForItself) {
