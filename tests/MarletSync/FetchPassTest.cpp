@@ -89,6 +89,23 @@ TEST(FetchPassTest, anExplicitPassHasNoBudget) {
     EXPECT_THAT(service.backend->calls, SizeIs(10));
 }
 
+TEST(FetchPassTest, itTellsWhichProjectOfHowManyItIsAt) {
+    SyncSetup setup;
+    RemoteService& service = setup.addAccount("Home", {}, {"a", "b", "c"});
+    Latch latch = service.hold("fetchTasks b");
+    EXPECT_EQ(setup.run(setup.engine->progress()), std::nullopt);
+
+    auto pass =
+        setup.loop.start(setup.engine->syncNow(service.id(), std::nullopt, SyncEngine::Mode::full, setup.clock.now()));
+    setup.loop.runUntil([&] { return latch.isReached(); });
+    EXPECT_EQ(setup.run(setup.engine->progress()), (SyncProgress{service.id(), "b", 2, 3}));
+
+    service.fail("fetchTasks c", BackendError::unauthorized());
+    latch.open();
+    setup.loop.runUntil([&] { return pass->isFinished; });
+    EXPECT_EQ(setup.run(setup.engine->progress()), std::nullopt);
+}
+
 TEST(FetchPassTest, anExplicitPassFetchesInItsModeWhateverIsDue) {
     SyncSetup setup;
     RemoteService& service = setup.addAccount("Home", {true, true, true}, {"p"});
