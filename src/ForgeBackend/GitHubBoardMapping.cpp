@@ -4,10 +4,10 @@
 #include <boost/json/array.hpp>
 #include <boost/json/serialize.hpp>
 
-#include "ForgeBackend/ForgeRequestsInternal.h"
 #include "MarletBase/Text.h"
 #include "MarletCore/BackendError.h"
 #include "MarletCore/GitHubURL.h"
+#include "MarletHTTP/HTTPResponse.h"
 
 namespace marlet {
 namespace {
