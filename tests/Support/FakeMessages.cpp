@@ -48,8 +48,7 @@ FakeFailure FakeFailure::cut() {
 }
 
 FakeFailure FakeFailure::truncated() {
-    FakeFailure failure;
-    failure.isCarriedOut = true;
+    FakeFailure failure = none();
     failure.delivery = FakeAnswer::Delivery::truncated;
     return failure;
 }
@@ -60,9 +59,14 @@ FakeFailure FakeFailure::lostAnswer() {
     return failure;
 }
 
-FakeFailure FakeFailure::held(std::shared_ptr<FakeGate> gate) {
+FakeFailure FakeFailure::none() {
     FakeFailure failure;
     failure.isCarriedOut = true;
+    return failure;
+}
+
+FakeFailure FakeFailure::held(std::shared_ptr<FakeGate> gate) {
+    FakeFailure failure = none();
     failure.gate = std::move(gate);
     return failure;
 }

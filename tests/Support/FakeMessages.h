@@ -56,6 +56,8 @@ struct FakeFailure {
     static FakeFailure cut();
     static FakeFailure truncated();
     static FakeFailure lostAnswer();
+    // None: carried out and answered, so that the next failure hits a later request.
+    static FakeFailure none();
     // Carried out at once; the answer waits at the gate.
     static FakeFailure held(std::shared_ptr<FakeGate> gate);
 };
