@@ -168,6 +168,9 @@ FakeBoard& FakeForgeState::addBoard(FakeBoard added) {
             option.id = "opt" + std::to_string(++lastID);
         }
     }
+    if (!added.isOrganizations) {
+        user(added.login);
+    }
     std::string key = added.key();
     return boards[key] = std::move(added);
 }
