@@ -1,7 +1,6 @@
 #include "ForgeBackend/ForgeMappingInternal.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -13,22 +12,6 @@ namespace marlet::forge {
 namespace {
 
 constexpr std::string_view closedState = "closed";
-
-std::optional<URL> url(const WebAddress& address) {
-    return address ? URL::parse(*address) : std::nullopt;
-}
-
-// "#D73A4A" -> "d73a4a". No value for nothing but "#".
-std::optional<std::string> colorHex(const std::optional<std::string>& color) {
-    std::string_view digits = color ? std::string_view(*color) : std::string_view();
-    while (digits.starts_with('#')) {
-        digits.remove_prefix(1);
-    }
-    while (digits.ends_with('#')) {
-        digits.remove_suffix(1);
-    }
-    return digits.empty() ? std::nullopt : std::optional(lowercasedASCII(digits));
-}
 
 User user(ForgeUser person) {
     return {std::to_string(person.id), std::move(person.login), std::move(person.fullName), url(person.avatarUrl)};
@@ -99,6 +82,15 @@ std::optional<TaskParent> parentOf(const ForgeIssue& issue, const std::string& p
     return TaskParent{isHere ? number : repository + "#" + number, ""};
 }
 
+std::vector<TaskLabel> taskLabels(std::vector<ForgeLabel> labels) {
+    std::vector<TaskLabel> result;
+    result.reserve(labels.size());
+    for (ForgeLabel& label : labels) {
+        result.push_back({std::move(label.name), colorHex(label.color)});
+    }
+    return result;
+}
+
 TaskItem taskItem(ForgeIssue issue, const std::string& projectID, ForgeDialect dialect) {
     TaskItem item;
     item.id = std::to_string(issue.number);
@@ -110,10 +102,7 @@ TaskItem taskItem(ForgeIssue issue, const std::string& projectID, ForgeDialect d
     item.createdAt = issue.createdAt;
     item.updatedAt = issue.updatedAt;
     item.dueDate = issue.dueDate;
-    item.labels.reserve(issue.labels.size());
-    for (ForgeLabel& label : issue.labels) {
-        item.labels.push_back({std::move(label.name), colorHex(label.color)});
-    }
+    item.labels = taskLabels(std::move(issue.labels));
     if (issue.assignees) {
         for (ForgeUser& assignee : *issue.assignees) {
             item.assignees.push_back(user(std::move(assignee)));
@@ -154,10 +143,10 @@ std::vector<TaskItem> taskItems(std::vector<ForgeIssue> issues, const std::strin
 }
 
 TaskItem taskItem(CreatedIssue created, const TaskDraft& draft, const std::string& projectID, ForgeDialect dialect) {
-    if (created.issue) {
-        return taskItem(std::move(*created.issue), projectID, dialect);
+    if (created.record) {
+        return taskItem(std::move(*created.record), projectID, dialect);
     }
-    return taskItem(issueAsSent(created.number, draft, dialect), projectID, dialect);
+    return taskItem(issueAsSent(created.identity.number, draft, dialect), projectID, dialect);
 }
 
 TaskComment taskComment(ForgeComment comment) {
@@ -173,11 +162,11 @@ TaskComment taskComment(ForgeComment comment) {
 }
 
 TaskComment taskComment(CreatedComment created, const std::string& body) {
-    if (created.comment) {
-        return taskComment(std::move(*created.comment));
+    if (created.record) {
+        return taskComment(std::move(*created.record));
     }
     TaskComment result;
-    result.id = std::to_string(created.id);
+    result.id = std::to_string(created.identity.id);
     result.body = body;
     return result;
 }
@@ -191,27 +180,6 @@ ChangeHints changeHints(const std::vector<ForgeNotification>& notifications) {
         }
     }
     return hints;
-}
-
-std::vector<std::string> labelNames(const std::vector<TaskLabel>& labels) {
-    std::vector<std::string> names;
-    names.reserve(labels.size());
-    for (const TaskLabel& label : labels) {
-        names.push_back(label.name);
-    }
-    return names;
-}
-
-bool haveSameNames(const std::vector<ForgeLabel>& labels, const std::vector<TaskLabel>& others) {
-    std::set<std::string_view> names;
-    std::set<std::string_view> otherNames;
-    for (const ForgeLabel& label : labels) {
-        names.insert(label.name);
-    }
-    for (const TaskLabel& label : others) {
-        otherNames.insert(label.name);
-    }
-    return names == otherNames;
 }
 
 }  // namespace marlet::forge

@@ -15,6 +15,8 @@ Project project(ForgeRepository repository, const UUID& accountID);
 // Those that can have issues, each once, in the order in which they were found.
 std::vector<Project> projects(std::vector<ForgeRepository> repositories, const UUID& accountID);
 
+std::vector<TaskLabel> taskLabels(std::vector<ForgeLabel> labels);
+
 // A parent has no title: the issue tells only where it lies.
 TaskItem taskItem(ForgeIssue issue, const std::string& projectID, ForgeDialect dialect);
 
@@ -32,10 +34,5 @@ TaskComment taskComment(CreatedComment created, const std::string& body);
 
 // What the notifications say about issues and pull requests, by project.
 ChangeHints changeHints(const std::vector<ForgeNotification>& notifications);
-
-// The label names, in order.
-std::vector<std::string> labelNames(const std::vector<TaskLabel>& labels);
-// Whether both name the same labels, in whatever order.
-bool haveSameNames(const std::vector<ForgeLabel>& labels, const std::vector<TaskLabel>& others);
 
 }  // namespace marlet::forge

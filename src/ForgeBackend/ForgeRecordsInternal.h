@@ -10,11 +10,9 @@
 
 #include "MarletBase/Coding.h"
 #include "MarletBase/Date.h"
+#include "MarletHTTP/ServiceRecords.h"
 
 namespace marlet {
-
-// Kept as it came: a server that sends an empty or broken address of a page or a picture loses that, not the list.
-using WebAddress = std::optional<std::string>;
 
 struct ForgeRepository {
     std::string fullName;
@@ -56,10 +54,6 @@ struct ForgeMilestone {
 };
 BOOST_DESCRIBE_STRUCT(ForgeMilestone, (), (id, number, title, state, dueOn))
 
-// Something that is there; what it holds doesn't matter.
-struct PresenceMarker {};
-void decode(const boost::json::value& json, PresenceMarker& marker, const DecodingPath& path);
-
 struct ForgeIssueType {
     std::string name;
 };
@@ -95,19 +89,18 @@ struct ForgeComment {
 };
 BOOST_DESCRIBE_STRUCT(ForgeComment, (), (id, user, body, createdAt, updatedAt))
 
-// The answers to what makes something new. The service has it by then, so an answer of which only the identity can be
-// read is still a success: an error would have it made a second time.
-struct CreatedIssue {
+struct ForgeIssueIdentity {
     int64_t number = 0;
-    std::optional<ForgeIssue> issue;
 };
-void decode(const boost::json::value& json, CreatedIssue& created, const DecodingPath& path);
+BOOST_DESCRIBE_STRUCT(ForgeIssueIdentity, (), (number))
 
-struct CreatedComment {
+struct ForgeCommentIdentity {
     int64_t id = 0;
-    std::optional<ForgeComment> comment;
 };
-void decode(const boost::json::value& json, CreatedComment& created, const DecodingPath& path);
+BOOST_DESCRIBE_STRUCT(ForgeCommentIdentity, (), (id))
+
+using CreatedIssue = Created<ForgeIssueIdentity, ForgeIssue>;
+using CreatedComment = Created<ForgeCommentIdentity, ForgeComment>;
 
 struct ForgeNotificationRepository {
     std::string fullName;

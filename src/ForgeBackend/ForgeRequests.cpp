@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "ForgeBackend/ForgeMappingInternal.h"
 #include "MarletBase/Text.h"
 #include "MarletCore/BackendError.h"
 #include "MarletCore/GitHubURL.h"
+#include "MarletHTTP/ServiceRecords.h"
 
 namespace marlet::forge {
 namespace {
@@ -17,25 +17,6 @@ constexpr std::string_view singleSignOnHeader = "X-GitHub-SSO";
 
 bool isNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// Dots alone would lead up the path, and nothing at all would close the gap.
-bool isPathSegment(std::string_view text) {
-    return !text.empty() && text != "." && text != "..";
-}
-
-void requirePathSegments(std::string_view text) {
-    size_t start = 0;
-    while (true) {
-        size_t end = std::min(text.find('/', start), text.size());
-        if (!isPathSegment(text.substr(start, end - start))) {
-            throw BackendError::notFound();
-        }
-        if (end == text.size()) {
-            return;
-        }
-        start = end + 1;
-    }
 }
 
 std::string repositoryPath(const std::string& projectID) {
@@ -196,11 +177,6 @@ BackendError organizationsHidden(int64_t count) {
                                   "again.");
 }
 
-bool isDenied(const BackendError& error) {
-    const auto* http = error.as<BackendError::HTTP>();
-    return error.as<BackendError::NotFound>() || error.as<BackendError::Rejected>() || (http && http->status == 403);
-}
-
 std::optional<int64_t> issueCount(const HTTPResponse& response, ForgeDialect dialect) {
     if (dialect == ForgeDialect::forgejo) {
         return decimalInteger(response.header("X-Total-Count").value_or(""));
@@ -209,28 +185,6 @@ std::optional<int64_t> issueCount(const HTTPResponse& response, ForgeDialect dia
         return lastPage(*last);
     }
     return static_cast<int64_t>(response.decode<std::vector<PresenceMarker>>().size());
-}
-
-std::vector<std::string_view> pieces(std::string_view text, char separator) {
-    std::vector<std::string_view> result;
-    while (!text.empty()) {
-        size_t end = std::min(text.find(separator), text.size());
-        if (end > 0) {
-            result.push_back(text.substr(0, end));
-        }
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return result;
-}
-
-std::string lowercasedASCII(std::string_view text) {
-    std::string result(text);
-    for (char& character : result) {
-        if (character >= 'A' && character <= 'Z') {
-            character = static_cast<char>(character - 'A' + 'a');
-        }
-    }
-    return result;
 }
 
 }  // namespace marlet::forge

@@ -43,13 +43,6 @@ LabelReferences labelIDs(const std::vector<std::string>& wanted, const std::vect
 int64_t hiddenOrganizations(const HTTPResponse& response);
 BackendError organizationsHidden(int64_t count);
 
-// The service refuses this list to this token, or doesn't know it: what others it has may still be read.
-bool isDenied(const BackendError& error);
-
 std::optional<int64_t> issueCount(const HTTPResponse& response, ForgeDialect dialect);
-
-// The parts between the separators, without empty ones.
-std::vector<std::string_view> pieces(std::string_view text, char separator);
-std::string lowercasedASCII(std::string_view text);
 
 }  // namespace marlet::forge

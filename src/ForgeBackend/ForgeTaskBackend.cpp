@@ -43,7 +43,7 @@ Async<std::vector<Element>> listUnlessDenied(const HTTPClient& client, std::stri
         std::vector<Element> elements = co_await client.paginate<Element>(std::move(path), std::move(query));
         co_return elements;
     } catch (const BackendError& error) {
-        if (!forge::isDenied(error)) {
+        if (!isDenied(error)) {
             throw;
         }
     }
@@ -159,9 +159,9 @@ Async<TaskItem> ForgeTaskBackend::updateTask(TaskItem task) {
     ForgeIssue issue = co_await client.send<ForgeIssue>(HTTPMethod::patch, path, forge::editIssue(task, dialect));
 
     if (dialect == ForgeDialect::forgejo) {
-        if (!forge::haveSameNames(issue.labels, task.labels)) {
+        if (!haveSameNames(forge::taskLabels(issue.labels), task.labels)) {
             std::vector<ForgeLabel> known = co_await repositoryLabels(client, task.projectID);
-            ReplaceLabels labels{forge::labelIDs(forge::labelNames(task.labels), known, issue.labels)};
+            ReplaceLabels labels{forge::labelIDs(labelNames(task.labels), known, issue.labels)};
             issue.labels = co_await client.send<std::vector<ForgeLabel>>(HTTPMethod::put, path + "/labels", labels);
         }
         co_return forge::taskItem(std::move(issue), task.projectID, dialect);
@@ -207,8 +207,8 @@ Async<std::string> ForgeTaskBackend::rawTask(TaskItem task) {
         std::string draft = co_await rawDraft(std::move(task), std::move(*destination));
         co_return draft;
     }
-    URL url = client.url(forge::issuePath(task.projectID, task.id));
-    HTTPResponse response = co_await client.send(HTTPMethod::get, std::move(url), std::nullopt, true);
+    std::string path = forge::issuePath(task.projectID, task.id);
+    HTTPResponse response = co_await client.get(std::move(path));
     co_return std::move(response.data);
 }
 
@@ -216,8 +216,7 @@ Async<std::optional<int64_t>> ForgeTaskBackend::taskCount(std::string projectID)
     if (board(projectID)) {
         co_return std::nullopt;
     }
-    URL url = client.url(forge::issuesPath(projectID), forge::countQuery(dialect));
-    HTTPResponse response = co_await client.send(HTTPMethod::get, std::move(url), std::nullopt, true);
+    HTTPResponse response = co_await client.get(forge::issuesPath(projectID), forge::countQuery(dialect));
     co_return forge::issueCount(response, dialect);
 }
 

@@ -10,14 +10,6 @@
 #include "MarletHTTP/HTTPResponse.h"
 
 namespace marlet {
-namespace {
-
-struct ItemIdentity {
-    int64_t id = 0;
-};
-BOOST_DESCRIBE_STRUCT(ItemIdentity, (), (id))
-
-}  // namespace
 
 void decode(const boost::json::value& json, GitHubText& text, const DecodingPath& path) {
     if (json.is_string()) {
@@ -46,17 +38,6 @@ void decode(const boost::json::value& json, std::optional<GitHubProjectItem::Fie
     const boost::json::value* raw = rich ? rich->if_contains("raw") : name;
     if (raw && raw->is_string()) {
         value->name = GitHubText{std::string(raw->as_string())};
-    }
-}
-
-void decode(const boost::json::value& json, CreatedDraft& created, const DecodingPath& path) {
-    ItemIdentity identity;
-    decode(json, identity, path);
-    created.id = identity.id;
-    try {
-        decode(json, created.item.emplace(), path);
-    } catch (const DecodingError&) {
-        created.item.reset();
     }
 }
 
@@ -170,11 +151,11 @@ bool isDraft(const GitHubProjectItem& item) {
 }
 
 GitHubProjectItem createdItem(CreatedDraft created, TaskDraft draft) {
-    if (created.item) {
-        return std::move(*created.item);
+    if (created.record) {
+        return std::move(*created.record);
     }
     GitHubProjectItem item;
-    item.id = created.id;
+    item.id = created.identity.id;
     item.content.emplace();
     item.content->title = std::move(draft.title);
     item.content->body = std::move(draft.notes);

@@ -10,6 +10,7 @@
 
 #include "MarletBase/Coding.h"
 #include "MarletBase/Date.h"
+#include "MarletHTTP/ServiceRecords.h"
 
 namespace marlet {
 
@@ -87,13 +88,12 @@ BOOST_DESCRIBE_STRUCT(GitHubProjectItem, (), (id, contentType, content, createdA
 void decode(const boost::json::value& json, std::optional<GitHubProjectItem::FieldValue::Value>& value,
             const DecodingPath& path);
 
-// The answer to a new draft. The board has it by then, so an answer of which only the id can be read is still a
-// success: an error would have it made a second time.
-struct CreatedDraft {
+struct GitHubItemIdentity {
     int64_t id = 0;
-    std::optional<GitHubProjectItem> item;
 };
-void decode(const boost::json::value& json, CreatedDraft& created, const DecodingPath& path);
+BOOST_DESCRIBE_STRUCT(GitHubItemIdentity, (), (id))
+
+using CreatedDraft = Created<GitHubItemIdentity, GitHubProjectItem>;
 
 struct GitHubDraftUpdate {
     struct Payload {};

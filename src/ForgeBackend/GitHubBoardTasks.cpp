@@ -40,7 +40,7 @@ Async<std::vector<GitHubProjectV2>> listedBoards(BoardOwner owner, const HTTPCli
         std::string path = GitHubBoard::listPath(owner.kind, owner.login);
         boards = co_await client.paginate<GitHubProjectV2>(std::move(path), gitHubBoards::pageQuery());
     } catch (const BackendError& error) {
-        if (!forge::isDenied(error)) {
+        if (!isDenied(error)) {
             throw;
         }
     }
@@ -142,8 +142,7 @@ Async<TaskItem> ForgeTaskBackend::updateDraft(TaskItem task, GitHubBoard board) 
 }
 
 Async<std::string> ForgeTaskBackend::rawDraft(TaskItem task, GitHubBoard board) {
-    URL url = client.url(gitHubBoards::itemPath(board, task.id));
-    HTTPResponse response = co_await client.send(HTTPMethod::get, std::move(url), std::nullopt, true);
+    HTTPResponse response = co_await client.get(gitHubBoards::itemPath(board, task.id));
     co_return std::move(response.data);
 }
 

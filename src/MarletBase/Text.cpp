@@ -89,6 +89,28 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
     return unicode(left).caseCompare(unicode(right), U_FOLD_CASE_DEFAULT) == 0;
 }
 
+std::string lowercasedASCII(std::string_view text) {
+    std::string result(text);
+    for (char& character : result) {
+        if (character >= 'A' && character <= 'Z') {
+            character = static_cast<char>(character - 'A' + 'a');
+        }
+    }
+    return result;
+}
+
+std::vector<std::string_view> pieces(std::string_view text, char separator) {
+    std::vector<std::string_view> result;
+    while (!text.empty()) {
+        size_t length = std::min(text.find(separator), text.size());
+        if (length > 0) {
+            result.push_back(text.substr(0, length));
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return result;
+}
+
 std::weak_ordering localizedStandardCompare(std::string_view left, std::string_view right) {
     const icu::Collator* collator = standardCollator();
     if (!collator) {

@@ -4,6 +4,7 @@
 #include <compare>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace marlet {
 
@@ -12,6 +13,12 @@ std::string trimmed(std::string_view text);
 
 // Equal when case is ignored, by full Unicode case folding.
 bool equalIgnoringCase(std::string_view left, std::string_view right);
+
+// With A to Z in lower case, for names that machines give.
+std::string lowercasedASCII(std::string_view text);
+
+// The parts between the separators, without empty ones. They point into the text.
+std::vector<std::string_view> pieces(std::string_view text, char separator);
 
 // The order in which the user's locale lists names: "Task 2" before "Task 10", case of little weight.
 std::weak_ordering localizedStandardCompare(std::string_view left, std::string_view right);

@@ -66,6 +66,12 @@ Async<HTTPResponse> HTTPClient::send(HTTPMethod method, URL url, std::optional<s
     co_return response;
 }
 
+Async<HTTPResponse> HTTPClient::get(std::string path, URLQuery query) const {
+    URL target = url(path, query);
+    HTTPResponse response = co_await send(HTTPMethod::get, std::move(target), std::nullopt, true);
+    co_return response;
+}
+
 std::optional<URL> HTTPClient::nextPage(const HTTPResponse& response, const std::string& path, const URLQuery& query,
                                         int64_t page) const {
     if (std::optional<URL> next = response.link("next")) {

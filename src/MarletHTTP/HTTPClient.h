@@ -52,6 +52,9 @@ public:
     // The core of all requests. `revalidating` matters to GET alone.
     Async<HTTPResponse> send(HTTPMethod method, URL url, std::optional<std::string> body, bool revalidating) const;
 
+    // One answer as it came, for its bytes or its headers.
+    Async<HTTPResponse> get(std::string path, URLQuery query = {}) const;
+
     template <class T>
     Async<T> get(std::string path, URLQuery query = {}) const;
 
@@ -83,8 +86,7 @@ private:
 
 template <class T>
 Async<T> HTTPClient::get(std::string path, URLQuery query) const {
-    URL target = url(path, query);
-    HTTPResponse response = co_await send(HTTPMethod::get, std::move(target), std::nullopt, true);
+    HTTPResponse response = co_await get(std::move(path), std::move(query));
     co_return response.decode<T>();
 }
 

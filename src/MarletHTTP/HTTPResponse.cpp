@@ -10,27 +10,6 @@ namespace {
 
 constexpr std::string_view relationMark = "rel=";
 
-std::string lowercased(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return result;
-}
-
-// The pieces between the separators, without empty ones.
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> pieces;
-    while (!text.empty()) {
-        size_t length = std::min(text.find(separator), text.size());
-        if (length > 0) {
-            pieces.push_back(text.substr(0, length));
-        }
-        text.remove_prefix(std::min(length + 1, text.size()));
-    }
-    return pieces;
-}
-
 std::string_view withoutQuotes(std::string_view text) {
     size_t start = std::min(text.find_first_not_of('"'), text.size());
     size_t end = text.find_last_not_of('"') + 1;
@@ -39,19 +18,17 @@ std::string_view withoutQuotes(std::string_view text) {
 
 // One entry of a "Link" header: a target in angle brackets and its parameters.
 struct LinkEntry {
-    std::vector<std::string> pieces;
+    std::vector<std::string> parts;
 
-    bool hasTarget() const {
-        return !pieces.empty() && pieces.front().starts_with('<') && pieces.front().ends_with('>');
-    }
-    std::string_view target() const { return std::string_view(pieces.front()).substr(1, pieces.front().size() - 2); }
+    bool hasTarget() const { return !parts.empty() && parts.front().starts_with('<') && parts.front().ends_with('>'); }
+    std::string_view target() const { return std::string_view(parts.front()).substr(1, parts.front().size() - 2); }
 
     bool hasRelation(std::string_view relation) const {
-        return std::any_of(pieces.begin() + 1, pieces.end(), [&](std::string_view piece) {
-            if (!piece.starts_with(relationMark)) {
+        return std::any_of(parts.begin() + 1, parts.end(), [&](std::string_view part) {
+            if (!part.starts_with(relationMark)) {
                 return false;
             }
-            std::vector<std::string_view> relations = split(withoutQuotes(piece.substr(relationMark.size())), ' ');
+            std::vector<std::string_view> relations = pieces(withoutQuotes(part.substr(relationMark.size())), ' ');
             return std::find(relations.begin(), relations.end(), relation) != relations.end();
         });
     }
@@ -59,8 +36,8 @@ struct LinkEntry {
 
 LinkEntry linkEntry(std::string_view text) {
     LinkEntry entry;
-    for (std::string_view piece : split(text, ';')) {
-        entry.pieces.push_back(trimmed(piece));
+    for (std::string_view piece : pieces(text, ';')) {
+        entry.parts.push_back(trimmed(piece));
     }
     return entry;
 }
@@ -70,7 +47,7 @@ LinkEntry linkEntry(std::string_view text) {
 HTTPResponse HTTPResponse::of(TransportAnswer answer) {
     HTTPResponse response{std::move(answer.body), answer.status, {}};
     for (auto& [name, value] : answer.headers) {
-        auto [place, isNew] = response.headers.try_emplace(lowercased(name), std::move(value));
+        auto [place, isNew] = response.headers.try_emplace(lowercasedASCII(name), std::move(value));
         if (!isNew) {
             place->second += ", " + value;
         }
@@ -79,7 +56,7 @@ HTTPResponse HTTPResponse::of(TransportAnswer answer) {
 }
 
 std::optional<std::string> HTTPResponse::header(std::string_view name) const {
-    auto found = headers.find(lowercased(name));
+    auto found = headers.find(lowercasedASCII(name));
     return found != headers.end() ? std::optional(found->second) : std::nullopt;
 }
 
@@ -89,7 +66,7 @@ std::optional<URL> HTTPResponse::link(std::string_view relation) const {
         return std::nullopt;
     }
     // A comma inside a target breaks its entry; no service writes one.
-    for (std::string_view text : split(*value, ',')) {
+    for (std::string_view text : pieces(*value, ',')) {
         LinkEntry entry = linkEntry(text);
         if (entry.hasTarget() && entry.hasRelation(relation)) {
             return URL::parse(entry.target());

@@ -94,27 +94,9 @@ TEST(ForgeMappingTest, theTitleOfAParentComesFromTheSameFetchOnly) {
     EXPECT_EQ(tasks[2].parent, (TaskParent{"c/d#2", ""}));
 }
 
-TEST(ForgeMappingTest, labelsAreComparedAsSets) {
-    EXPECT_TRUE(forge::haveSameNames({}, {}));
-    EXPECT_TRUE(forge::haveSameNames({{1, "a", {}}, {2, "b", {}}}, {{"b", {}}, {"a", {}}, {"a", {}}}));
-    EXPECT_FALSE(forge::haveSameNames({{1, "a", {}}}, {{"A", {}}}));
-    EXPECT_FALSE(forge::haveSameNames({{1, "a", {}}}, {}));
-}
-
 TEST(ForgeMappingTest, labelReferencesAreABareList) {
     EXPECT_EQ(JSONCoding::encode(ReplaceLabels{{std::vector<std::string>{"a", "b"}}}), R"({"labels":["a","b"]})");
     EXPECT_EQ(JSONCoding::encode(ReplaceLabels{{std::vector<int64_t>{7, -1}}}), R"({"labels":[7,-1]})");
-}
-
-TEST(ForgeMappingTest, onlyWhatDeniesAListMayBePassedOver) {
-    EXPECT_TRUE(forge::isDenied(BackendError::notFound()));
-    EXPECT_TRUE(forge::isDenied(BackendError::rejected("x")));
-    EXPECT_TRUE(forge::isDenied(BackendError::http(403)));
-    EXPECT_FALSE(forge::isDenied(BackendError::http(500)));
-    EXPECT_FALSE(forge::isDenied(BackendError::unauthorized()));
-    EXPECT_FALSE(forge::isDenied(BackendError::rateLimited(std::nullopt)));
-    EXPECT_FALSE(forge::isDenied(BackendError::invalidURL()));
-    EXPECT_FALSE(forge::isDenied(BackendError::invalidResponse()));
 }
 
 }  // namespace

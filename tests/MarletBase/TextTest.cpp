@@ -43,6 +43,16 @@ TEST(TextTest, numbersAreThoseOfUnicode) {
     EXPECT_FALSE(isAllNumbers("\xff"));
 }
 
+TEST(TextTest, onlyLettersOfASCIIAreLowered) {
+    EXPECT_EQ(lowercasedASCII("X-Total Ä@Z[az"), "x-total Ä@z[az");
+}
+
+TEST(TextTest, aTextIsCutIntoPiecesWithoutEmptyOnes) {
+    EXPECT_EQ(pieces("/a//b c/", '/'), (std::vector<std::string_view>{"a", "b c"}));
+    EXPECT_TRUE(pieces("", '/').empty());
+    EXPECT_TRUE(pieces("//", '/').empty());
+}
+
 TEST(TextTest, badSequencesAreRepaired) {
     EXPECT_TRUE(isValidUTF8("grün"));
     EXPECT_FALSE(isValidUTF8("gr\xfcn"));
