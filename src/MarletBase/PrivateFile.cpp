@@ -1,0 +1,122 @@
+#include "MarletBase/PrivateFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace marlet {
+namespace {
+
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+
+void require(bool isDone, const std::filesystem::path& path) {
+    if (!isDone) {
+        throw std::system_error(errno, std::generic_category(), path.string());
+    }
+}
+
+class OpenFile {
+public:
+    OpenFile(const std::filesystem::path& path, int flags) : descriptor(::open(path.c_str(), flags, ownerOnly)) {}
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile() {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
+    }
+    const int descriptor;
+};
+
+bool write(int descriptor, std::string_view bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        ssize_t count = ::write(descriptor, bytes.data() + done, bytes.size() - done);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        done += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    return true;
+}
+
+// The file comes into being for its owner alone: no moment in which others may open it. A crash may have left one.
+void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
+    require(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
+    OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
+    require(file.descriptor >= 0, path);
+    require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+    require(write(file.descriptor, bytes), path);
+    require(::fsync(file.descriptor) == 0, path);
+}
+
+// A new name is safe only once its folder is.
+void syncFolder(const std::filesystem::path& path) {
+    OpenFile folder(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(folder.descriptor >= 0 && ::fsync(folder.descriptor) == 0, path);
+}
+
+}  // namespace
+
+std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
+    // A pipe would hold up whoever opens it.
+    OpenFile file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file.descriptor < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    struct stat status {};
+    require(file.descriptor >= 0 && ::fstat(file.descriptor, &status) == 0, path);
+    if (!S_ISREG(status.st_mode)) {
+        throw std::system_error(EINVAL, std::generic_category(), path.string());
+    }
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+    }
+    std::string content(static_cast<size_t>(status.st_size), '\0');
+    size_t length = 0;
+    while (length < content.size()) {
+        ssize_t count = ::read(file.descriptor, content.data() + length, content.size() - length);
+        require(count >= 0 || errno == EINTR, path);
+        if (count == 0) {
+            break;
+        }
+        length += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    content.resize(length);
+    return content;
+}
+
+void replacePrivateFile(const std::filesystem::path& path, std::string_view bytes) {
+    std::filesystem::path replacement = path;
+    replacement += ".new";
+    try {
+        writeNewFile(replacement, bytes);
+        require(::rename(replacement.c_str(), path.c_str()) == 0, path);
+    } catch (...) {
+        ::unlink(replacement.c_str());
+        throw;
+    }
+    syncFolder(path.parent_path());
+}
+
+FolderLock::FolderLock(const std::filesystem::path& folder)
+    : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    require(descriptor >= 0, folder);
+    while (::flock(descriptor, LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            std::error_code reason(errno, std::generic_category());
+            ::close(descriptor);
+            throw std::system_error(reason, folder.string());
+        }
+    }
+}
+
+FolderLock::~FolderLock() {
+    ::close(descriptor);
+}
+
+}  // namespace marlet

@@ -1,0 +1,34 @@
+// Small files that hold secrets: for their owner alone, whatever the umask, and replaced as a whole.
+//
+// Everything here throws std::system_error with the reason.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace marlet {
+
+// No value if there is no such file. A file that others may read is theirs no longer afterwards. Anything but a regular
+// file is refused, also a link to one: the next replacement would put a file in its place.
+std::optional<std::string> readPrivateFile(const std::filesystem::path& file);
+
+// After a crash there is the old content or the new one. It passes through a file beside this one, "NAME.new", so two
+// must not replace one file at a time: hold a FolderLock.
+void replacePrivateFile(const std::filesystem::path& file, std::string_view bytes);
+
+// Held by one owner at a time, be it a thread or another process, and given up when its process ends, however it ends.
+// Waits for its turn. Nothing is written into the folder.
+class FolderLock {
+public:
+    explicit FolderLock(const std::filesystem::path& folder);
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+    ~FolderLock();
+
+private:
+    int descriptor;
+};
+
+}  // namespace marlet

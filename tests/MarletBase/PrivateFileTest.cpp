@@ -1,0 +1,135 @@
+#include "MarletBase/PrivateFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "TestSupport/TemporaryFolder.h"
+
+namespace marlet {
+namespace {
+
+constexpr std::filesystem::perms ownerOnly = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+
+// A test of one thread may change what belongs to the process.
+class ScopedUmask {
+public:
+    explicit ScopedUmask(mode_t mask) : before(::umask(mask)) {}
+    ScopedUmask(const ScopedUmask&) = delete;
+    ScopedUmask& operator=(const ScopedUmask&) = delete;
+    ~ScopedUmask() { ::umask(before); }
+
+private:
+    mode_t before;
+};
+
+class PrivateFileTest : public testing::Test {
+protected:
+    std::filesystem::perms permissions() const { return std::filesystem::status(file).permissions(); }
+
+    TemporaryFolder folder;
+    std::filesystem::path file = folder.path() / "secrets";
+};
+
+TEST_F(PrivateFileTest, aFileThatIsNotThereIsNone) {
+    EXPECT_EQ(readPrivateFile(file), std::nullopt);
+}
+
+TEST_F(PrivateFileTest, whatWasWrittenReadsBackByteForByte) {
+    std::string bytes("a\0b\n\xFF", 5);
+
+    replacePrivateFile(file, bytes);
+    EXPECT_EQ(readPrivateFile(file), bytes);
+
+    replacePrivateFile(file, "");
+    EXPECT_EQ(readPrivateFile(file), "");
+}
+
+TEST_F(PrivateFileTest, nobodyElseMayReadTheFileWhateverTheUmask) {
+    for (mode_t mask : {0000, 0022, 0777}) {
+        ScopedUmask scope(mask);
+
+        replacePrivateFile(file, "secret");
+
+        EXPECT_EQ(permissions(), ownerOnly) << mask;
+    }
+}
+
+TEST_F(PrivateFileTest, aFileThatOthersMayReadIsClosedToThemWhenItIsRead) {
+    std::ofstream(file) << "secret";
+    std::filesystem::permissions(file, ownerOnly | std::filesystem::perms::others_read);
+
+    EXPECT_EQ(readPrivateFile(file), "secret");
+
+    EXPECT_EQ(permissions(), ownerOnly);
+}
+
+TEST_F(PrivateFileTest, whatACrashLeftBehindIsReplaced) {
+    std::ofstream(folder.path() / "secrets.new") << "half a sec";
+
+    replacePrivateFile(file, "secret");
+
+    EXPECT_EQ(readPrivateFile(file), "secret");
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "secrets.new"));
+}
+
+TEST_F(PrivateFileTest, aLinkInTheWayOfTheNewFileIsNotFollowed) {
+    std::filesystem::path elsewhere = folder.path() / "elsewhere";
+    std::filesystem::create_symlink(elsewhere, folder.path() / "secrets.new");
+
+    replacePrivateFile(file, "secret");
+
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+}
+
+TEST_F(PrivateFileTest, anythingButAPlainFileIsRefused) {
+    std::filesystem::create_directory(file);
+    EXPECT_THROW(readPrivateFile(file), std::system_error);
+    std::filesystem::remove(file);
+
+    std::filesystem::create_symlink("elsewhere", file);
+    EXPECT_THROW(readPrivateFile(file), std::system_error);
+    std::filesystem::remove(file);
+
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THROW(readPrivateFile(file), std::system_error);
+}
+
+TEST_F(PrivateFileTest, aReplacementThatFailsLeavesNothingBehind) {
+    std::filesystem::create_directory(file);
+    std::ofstream(file / "inside") << "x";
+
+    EXPECT_THROW(replacePrivateFile(file, "secret"), std::system_error);
+
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "secrets.new"));
+    EXPECT_TRUE(std::filesystem::exists(file / "inside"));
+}
+
+TEST_F(PrivateFileTest, aFolderIsLockedByOneAtATime) {
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 4; ++index) {
+        threads.emplace_back([this] {
+            for (int round = 0; round < 25; ++round) {
+                FolderLock held(folder.path());
+                std::string content = readPrivateFile(file).value_or("");
+                replacePrivateFile(file, content + "x");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+
+    EXPECT_EQ(readPrivateFile(file)->size(), 100U);
+}
+
+TEST_F(PrivateFileTest, aFolderThatIsNotThereCannotBeLocked) {
+    EXPECT_THROW(FolderLock(folder.path() / "nowhere"), std::system_error);
+}
+
+}  // namespace
+}  // namespace marlet
