@@ -11,4 +11,8 @@ void fuzzHTTPRequestParser(std::string_view bytes);
 // What can be read can be written, and reads back as the same value; what can't is refused with JSONError.
 void fuzzJSONValue(std::string_view bytes);
 
+// Taken for a header, an error's body, a date, a page of records and a key: read without harm, and what was read can be
+// written and reads back as the same.
+void fuzzServerAnswer(std::string_view bytes);
+
 }  // namespace marlet

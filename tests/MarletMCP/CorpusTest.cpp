@@ -1,38 +1,26 @@
 // The inputs that the fuzz targets start from, and those that once broke something, in the ordinary build.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "FuzzEntries.h"
+#include "TestSupport/Corpus.h"
 
 namespace marlet {
 namespace {
 
-std::vector<std::string> corpus(const std::string& target) {
-    std::vector<std::string> inputs;
-    for (const auto& file : std::filesystem::directory_iterator(std::filesystem::path(MARLET_CORPUS) / target)) {
-        std::ifstream stream(file.path(), std::ios::binary);
-        inputs.emplace_back(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-    }
-    return inputs;
-}
-
 TEST(CorpusTest, everyKeptRequestComesOutTheSameHoweverItIsCut) {
-    std::vector<std::string> inputs = corpus("HTTPRequestParserFuzz");
+    std::vector<std::string> kept = inputs(std::string(MARLET_CORPUS) + "/HTTPRequestParserFuzz");
 
-    ASSERT_GE(inputs.size(), 13u);
-    for (const std::string& input : inputs) {
+    ASSERT_GE(kept.size(), 13u);
+    for (const std::string& input : kept) {
         fuzzHTTPRequestParser(input);
     }
 }
 
 TEST(CorpusTest, everyKeptJSONTextIsRefusedOrReadsBackTheSame) {
-    std::vector<std::string> inputs = corpus("JSONValueFuzz");
+    std::vector<std::string> kept = inputs(std::string(MARLET_CORPUS) + "/JSONValueFuzz");
 
-    ASSERT_GE(inputs.size(), 15u);
-    for (const std::string& input : inputs) {
+    ASSERT_GE(kept.size(), 15u);
+    for (const std::string& input : kept) {
         fuzzJSONValue(input);
     }
 }
