@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <new>
 
@@ -145,7 +147,7 @@ void CurlTransfer::setUpRequest() {
         headerList = longer;
     };
     for (const auto& [name, value] : request.headers) {
-        add(value.empty() ? name + ";" : name + ": " + value);
+        add(value.empty() ? name + ";" : fmt::format("{}: {}", name, value));
     }
     // A header without a value is one that libcurl leaves out.
     add("Expect:");

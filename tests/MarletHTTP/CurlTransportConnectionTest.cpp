@@ -137,6 +137,17 @@ TEST(CurlTransportConnectionTest, requestsFromSeveralThreadsAreAnswered) {
     EXPECT_EQ(answered, 40);
 }
 
+TEST(CurlTransportConnectionTest, aLoopMayGoAsSoonAsItsRequestHasEnded) {
+    SocketServer server(
+        SocketServer::answering([](const ReceivedRequest&) { return SocketServer::answer("200 OK", "fine"); }));
+    CurlScenario first;  // knows that there is no proxy
+    CurlTransport transport(first.clock);
+    for (int turn = 0; turn < 200; ++turn) {
+        TestLoop loop;
+        EXPECT_EQ(loop.runToEnd(transport.send(get(server.url()))).body, "fine");
+    }
+}
+
 TEST(CurlTransportConnectionTest, aServerThatIsNotThereIsUnreachable) {
     uint16_t port = 0;
     {

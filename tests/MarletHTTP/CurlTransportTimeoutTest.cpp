@@ -13,6 +13,14 @@ constexpr int longestExchange = 600;
 // More than the buffers of both ends of a connection hold: when it is written, some of it has been read.
 constexpr size_t beyondAllBuffers = size_t(24) << 20;
 
+SocketServer::Script silentAfterReading(Moment& isRead) {
+    return [&](ServerConnection& connection) {
+        connection.readRequest();
+        isRead.come();
+        connection.waitForClient();
+    };
+}
+
 void expectTimedOut(const CurlScenario::Outcome& outcome) {
     ASSERT_TRUE(outcome.isFinished);
     NetworkError error = CurlScenario::failureOf(outcome);
@@ -23,11 +31,7 @@ void expectTimedOut(const CurlScenario::Outcome& outcome) {
 
 TEST(CurlTransportTimeoutTest, aServerThatNeverAnswersIsGivenUpAfterTheTimeout) {
     Moment isRead;
-    SocketServer server([&](ServerConnection& connection) {
-        connection.readRequest();
-        isRead.come();
-        connection.waitForClient();
-    });
+    SocketServer server(silentAfterReading(isRead));
     CurlScenario scenario;
     auto outcome = scenario.start(get(server.url()));
     isRead.wait();
@@ -41,11 +45,7 @@ TEST(CurlTransportTimeoutTest, aServerThatNeverAnswersIsGivenUpAfterTheTimeout) 
 
 TEST(CurlTransportTimeoutTest, aRequestsOwnTimeoutCounts) {
     Moment isRead;
-    SocketServer server([&](ServerConnection& connection) {
-        connection.readRequest();
-        isRead.come();
-        connection.waitForClient();
-    });
+    SocketServer server(silentAfterReading(isRead));
     CurlScenario scenario;
     URLRequest request = get(server.url());
     request.timeout = std::chrono::seconds(300);
