@@ -1,6 +1,10 @@
 // Boards from end to end, on a service that refuses what the real one wouldn't take.
 #include <gmock/gmock.h>
 
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
+#include <future>
+
 #include "ForgeScenario.h"
 #include "TestSupport/FakeForge.h"
 #include "TestSupport/FakeTransport.h"
@@ -114,6 +118,27 @@ TEST(GitHubBoardStoryTest, aBoardOfSeveralPagesIsReadWhole) {
     }
 
     EXPECT_EQ(runToEnd(story.backend.fetchTasks("projects/orgs/acme/12", std::nullopt)).size(), 250U);
+    EXPECT_THAT(story.forge.violations(), IsEmpty());
+}
+
+TEST(GitHubBoardStoryTest, fetchesOnSeveralThreadsAtOnceAllKnowTheStatus) {
+    BoardStory story;
+    story.forge.addBoardItem("projects/orgs/acme/12", {.title = "Sow", .statusID = "c3"});
+    boost::asio::thread_pool threads(4);
+
+    std::vector<std::future<std::vector<TaskItem>>> fetches;
+    for (int count = 0; count < 32; ++count) {
+        fetches.push_back(boost::asio::co_spawn(
+            threads, story.backend.fetchTasks("projects/orgs/acme/12", std::nullopt), boost::asio::use_future));
+    }
+
+    for (std::future<std::vector<TaskItem>>& fetch : fetches) {
+        std::vector<TaskItem> tasks = fetch.get();
+        ASSERT_EQ(tasks.size(), 1U);
+        EXPECT_EQ(tasks[0].status, "Done");
+        EXPECT_TRUE(tasks[0].isCompleted);
+    }
+    threads.join();
     EXPECT_THAT(story.forge.violations(), IsEmpty());
 }
 
