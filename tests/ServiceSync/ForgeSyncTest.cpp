@@ -154,5 +154,62 @@ TEST_P(ForgeSyncTest, anEditWhoseAnswerIsLostIsSentAgainAndHarmsNothing) {
     EXPECT_TRUE(story.run(story.store.pendingPushes(story.account.id)).empty());
 }
 
+TEST(ForgejoSyncTest, anOrganizationsLabelStaysWhereOthersChange) {
+    Story story(FakeForgeKind::forgejo);
+    story.addRepository("o/r", 1);
+    story.forge.addLabel("o/r", "everywhere");
+    story.forge.addLabel("o/r", "bug");
+    story.forge.with([](FakeForgeState& state) { state.repository("o/r").labels.at(0).isOrganizations = true; });
+    story.forge.editIssue("o/r", 1, [](FakeIssue& issue) { issue.labels = {"everywhere"}; });
+    story.subscribe();
+    story.sync();
+    story.edit("o/r", 1, [](TaskItem& item) { item.labels.push_back({"bug", std::nullopt}); });
+
+    story.push();
+
+    EXPECT_THAT(story.forge.issue("o/r", 1).labels, testing::UnorderedElementsAre("bug", "everywhere"));
+    EXPECT_EQ(story.task("o/r", 1).pushError, std::nullopt);
+}
+
+TEST(GitHubSyncTest, aParentMovesBetweenRepositories) {
+    Story story(FakeForgeKind::github);
+    story.begin();
+    story.addRepository("acme/tools", 1);
+    story.edit("o/r", 1, [](TaskItem& item) { item.parent = TaskParent{"acme/tools#1", ""}; });
+    story.push();
+    EXPECT_EQ(story.forge.issue("o/r", 1).parent, (FakeIssuePlace{"acme/tools", 1}));
+
+    story.sync();
+    EXPECT_EQ(story.task("o/r", 1).item.parent.value().id, "acme/tools#1");
+    story.edit("o/r", 1, [](TaskItem& item) { item.parent.reset(); });
+    story.push();
+
+    EXPECT_FALSE(story.forge.issue("o/r", 1).parent);
+}
+
+TEST(GitHubSyncTest, aDraftOfABoardIsEditedMovedAndCompleted) {
+    Story story(FakeForgeKind::github);
+    story.forge.addOrganization("acme");
+    std::string board = story.forge.addBoard(
+        {.login = "acme", .number = 12, .title = "Season", .statusOptions = {{"todo", "Todo"}, {"done", "Done"}}});
+    int64_t draft = story.forge.addBoardItem(board, {.title = "Sow", .statusID = "todo"});
+    story.forge.addBoardItem(board, {.contentType = "Issue", .title = "No draft"});
+    story.subscribe();
+    story.sync();
+    ASSERT_EQ(story.tasks(board).size(), 1u);
+    EXPECT_EQ(story.task(board, draft).item.status, "Todo");
+    story.edit(board, draft, [](TaskItem& item) {
+        item.title = "Reap";
+        item.status = "Done";
+    });
+
+    story.push();
+    story.sync();
+
+    EXPECT_EQ(story.forge.boardItem(board, draft).title, "Reap");
+    EXPECT_EQ(story.forge.boardItem(board, draft).statusID, "done");
+    EXPECT_TRUE(story.task(board, draft).item.isCompleted);
+}
+
 }  // namespace
 }  // namespace marlet

@@ -80,6 +80,7 @@ private:
     FakeAnswer changeIssue(const FakeCall& call, FakeRepository& repository);
     FakeAnswer createComment(const FakeCall& call, FakeRepository& repository);
     FakeAnswer listComments(const FakeCall& call, FakeRepository& repository);
+    FakeAnswer listLabels(const FakeCall& call, FakeRepository& repository);
     FakeAnswer replaceLabels(const FakeCall& call, FakeRepository& repository);
     FakeAnswer addSubIssue(const FakeCall& call, FakeRepository& repository);
     FakeAnswer removeSubIssue(const FakeCall& call, FakeRepository& repository);

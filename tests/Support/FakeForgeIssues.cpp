@@ -90,10 +90,8 @@ void FakeForge::addIssueRoutes() {
     addIssueRoute("PATCH", "/issues/*", {}, edit, onIssue(&FakeForge::changeIssue));
     addIssueRoute("GET", "/issues/*/comments", {{size}, {"page"}}, {}, onIssue(&FakeForge::listComments));
     addIssueRoute("POST", "/issues/*/comments", {}, {{"body"}}, onIssue(&FakeForge::createComment));
-    addIssueRoute("GET", "/labels", {{size}, {"page"}}, {}, [this](const FakeCall& call, FakeRepository& repository) {
-        return paged(call, paging(), repository.labels.size(),
-                     [&](size_t index) { return shapes().label(repository, repository.labels[index]); });
-    });
+    addIssueRoute("GET", "/labels", {{size}, {"page"}}, {},
+                  [this](const FakeCall& call, FakeRepository& repository) { return listLabels(call, repository); });
     if (isGitHub()) {
         addIssueRoute("POST", "/issues/*/sub_issues", {},
                       {{"sub_issue_id", FakeKind::number}, {"replace_parent", FakeKind::boolean, false}},
@@ -152,6 +150,13 @@ std::vector<std::string> FakeForge::labelNames(const FakeCall& call, FakeReposit
         }
     }
     return names;
+}
+
+FakeAnswer FakeForge::listLabels(const FakeCall& call, FakeRepository& repository) {
+    std::vector<FakeLabel> own;
+    std::copy_if(repository.labels.begin(), repository.labels.end(), std::back_inserter(own),
+                 [](const FakeLabel& label) { return !label.isOrganizations; });
+    return paged(call, paging(), own.size(), [&](size_t index) { return shapes().label(repository, own[index]); });
 }
 
 FakeAnswer FakeForge::createIssue(const FakeCall& call, FakeRepository& repository) {

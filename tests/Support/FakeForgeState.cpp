@@ -67,7 +67,7 @@ FakeLabel& FakeForgeState::label(FakeRepository& repository, const std::string& 
     if (const FakeLabel* found = findLabel(repository, name)) {
         return repository.labels[static_cast<size_t>(found - repository.labels.data())];
     }
-    return repository.labels.emplace_back(FakeLabel{++lastID, name, color});
+    return repository.labels.emplace_back(FakeLabel{.id = ++lastID, .name = name, .color = color});
 }
 
 FakeIssue& FakeForgeState::addIssue(const std::string& repositoryName, FakeIssue issue, FakeActor actor, Date now) {

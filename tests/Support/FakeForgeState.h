@@ -22,6 +22,7 @@ struct FakeLabel {
     int64_t id = 0;
     std::string name;
     std::string color;
+    bool isOrganizations = false;  // issues carry it, but the repository's list doesn't name it; on Forgejo alone
 };
 
 struct FakeMilestone {
