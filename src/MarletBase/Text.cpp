@@ -166,6 +166,20 @@ bool isAllNumbers(std::string_view text) {
     return true;
 }
 
+std::optional<int> decimalNumber(std::string_view text) {
+    int number = 0;
+    int32_t position = 0;
+    while (position < static_cast<int32_t>(text.size())) {
+        UChar32 character = next(text, position);
+        int digit = character < 0 ? -1 : u_charDigitValue(character);
+        if (digit < 0 || __builtin_mul_overflow(number, 10, &number) ||
+            __builtin_add_overflow(number, digit, &number)) {
+            return std::nullopt;
+        }
+    }
+    return text.empty() ? std::nullopt : std::optional(number);
+}
+
 bool isValidUTF8(std::string_view text) {
     if (isASCII(text)) {
         return true;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,9 @@ bool localizedStandardContains(std::string_view text, std::string_view searched)
 
 // True when every character is a number in the sense of Unicode (categories Nd, Nl and No). True for no characters.
 bool isAllNumbers(std::string_view text);
+
+// The value of the decimal digits of any script. No value for anything else, and for more than fits.
+std::optional<int> decimalNumber(std::string_view text);
 
 bool isValidUTF8(std::string_view text);
 

@@ -66,5 +66,15 @@ TEST(TextTest, controlCharactersNeverReachATerminal) {
     EXPECT_EQ(withoutControlCharacters("größe ✓"), "größe ✓");
 }
 
+TEST(TextTest, digitsOfAnyScriptMakeANumber) {
+    EXPECT_EQ(decimalNumber("0"), 0);
+    EXPECT_EQ(decimalNumber("007"), 7);
+    EXPECT_EQ(decimalNumber("١٢"), 12);
+    EXPECT_EQ(decimalNumber("2147483647"), 2147483647);
+    for (const char* text : {"", "-1", "1 ", "2147483648", "99999999999999999999", "x", "\xff"}) {
+        EXPECT_EQ(decimalNumber(text), std::nullopt) << text;
+    }
+}
+
 }  // namespace
 }  // namespace marlet
