@@ -15,4 +15,12 @@ void fuzzJSONValue(std::string_view bytes);
 // written and reads back as the same.
 void fuzzServerAnswer(std::string_view bytes);
 
+// Both directions: no letter is lost but those of markers, the line ends of a text change nothing else, the result is
+// that of the plain patterns, and the work is linear.
+void fuzzWikiToMarkdown(std::string_view bytes);
+void fuzzMarkdownToWiki(std::string_view bytes);
+
+// No letter is lost, blocks are nested no deeper than they may be, and the line ends of a text don't count.
+void fuzzMarkdownBlock(std::string_view bytes);
+
 }  // namespace marlet
