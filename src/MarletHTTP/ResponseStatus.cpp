@@ -62,7 +62,7 @@ std::optional<std::string> joined(const std::vector<std::string>& messages) {
 
 std::optional<double> numberIn(const HTTPResponse& response, std::string_view header) {
     std::optional<std::string> text = response.header(header);
-    return text ? decimalNumber(*text) : std::nullopt;
+    return text ? decimalValue(*text) : std::nullopt;
 }
 
 BackendError refusal(const HTTPResponse& response) {
@@ -105,7 +105,7 @@ std::optional<Number> wholeNumber(std::string_view text) {
 
 }  // namespace
 
-std::optional<double> decimalNumber(std::string_view text) {
+std::optional<double> decimalValue(std::string_view text) {
     std::optional<double> value = wholeNumber<double>(text);
     return value && std::isfinite(*value) ? value : std::nullopt;
 }

@@ -16,6 +16,6 @@ void checkStatus(const HTTPResponse& response, const Clock& clock);
 std::optional<std::string> refusalMessage(const std::string& body);
 
 // "1.5", read whole. No value for anything else, also not for what numbers can hold beside numerals.
-std::optional<double> decimalNumber(std::string_view text);
+std::optional<double> decimalValue(std::string_view text);
 
 }  // namespace marlet
