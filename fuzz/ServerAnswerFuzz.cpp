@@ -41,7 +41,7 @@ void checkHeaders(const std::string& text) {
     if (std::optional<URL> next = response.link("next")) {
         require(URL::parse(next->text()) == next, "A link changes when it is read again.");
     }
-    std::optional<double> number = decimalNumber(text);
+    std::optional<double> number = decimalValue(text);
     std::optional<int64_t> integer = decimalInteger(text);
     require(!integer || number == static_cast<double>(*integer), "A whole number has two values.");
 }

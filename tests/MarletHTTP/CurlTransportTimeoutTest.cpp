@@ -91,12 +91,14 @@ TEST(CurlTransportTimeoutTest, aSlowDownloadThatMovesGoesOn) {
     const std::string piece(beyondAllBuffers, 'x');
     SocketServer server([&](ServerConnection& connection) {
         connection.readRequest();
-        connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(pieces * piece.size()) + "\r\n\r\n");
+        connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(pieces * piece.size() + 1) +
+                         "\r\n\r\n");
         for (int index = 0; index < pieces; ++index) {
             connection.write(piece);
             isWritten[index].come();
             mayGoOn[index].wait();
         }
+        connection.write("x");
     });
     CurlScenario scenario;
     auto outcome = scenario.start(get(server.url()));
@@ -108,7 +110,7 @@ TEST(CurlTransportTimeoutTest, aSlowDownloadThatMovesGoesOn) {
     scenario.finish(outcome);
 
     ASSERT_TRUE(outcome->value);
-    EXPECT_EQ(outcome->value->body.size(), pieces * piece.size());
+    EXPECT_EQ(outcome->value->body.size(), pieces * piece.size() + 1);
 }
 
 TEST(CurlTransportTimeoutTest, anEndlessTrickleEnds) {
