@@ -123,6 +123,37 @@ Date date(std::chrono::year_month_day day, const TimeOfDay& time, int zone) {
     return dateFromSeconds(static_cast<double>(whole) + time.fraction);
 }
 
+// The day in the computer's zone.
+std::chrono::sys_days localDays(std::time_t seconds) {
+    std::tm local{};
+    ::localtime_r(&seconds, &local);
+    return std::chrono::year(local.tm_year + 1900) / (local.tm_mon + 1) / local.tm_mday;
+}
+
+// The first moment of a day in the computer's zone. Where the clocks go forward at midnight that is a later hour, and
+// where they go back over it, midnight comes twice: mktime alone may then answer with the day before, or once so and
+// once so.
+Date beginningOf(std::chrono::year_month_day day) {
+    std::tm local{};
+    local.tm_year = static_cast<int>(day.year()) - 1900;
+    local.tm_mon = static_cast<int>(static_cast<unsigned>(day.month())) - 1;
+    local.tm_mday = static_cast<int>(static_cast<unsigned>(day.day()));
+    local.tm_isdst = -1;
+    std::time_t found = std::mktime(&local);
+    std::chrono::sys_days wanted(day);
+    if (localDays(found) != wanted || localDays(found - 1) >= wanted) {
+        constexpr std::time_t farthestZone = 26 * 3600;
+        std::time_t midnight = std::chrono::sys_seconds(wanted).time_since_epoch().count();
+        std::time_t before = midnight - farthestZone;
+        found = midnight + farthestZone;
+        while (found - before > 1) {
+            std::time_t middle = before + (found - before) / 2;
+            (localDays(middle) < wanted ? before : found) = middle;
+        }
+    }
+    return dateFromSeconds(static_cast<double>(found));
+}
+
 }  // namespace
 
 std::string iso8601(Date date) {
@@ -165,16 +196,14 @@ std::optional<Date> parseServiceDate(std::string_view text) {
 
 std::optional<Date> parseLocalDay(std::string_view text) {
     std::optional<std::chrono::year_month_day> day = takeDay(text);
-    if (!day || !text.empty()) {
-        return std::nullopt;
-    }
-    std::tm local{};
-    local.tm_year = static_cast<int>(day->year()) - 1900;
-    local.tm_mon = static_cast<int>(static_cast<unsigned>(day->month())) - 1;
-    local.tm_mday = static_cast<int>(static_cast<unsigned>(day->day()));
-    local.tm_isdst = -1;
-    std::time_t seconds = std::mktime(&local);
-    return dateFromSeconds(static_cast<double>(seconds));
+    return day && text.empty() ? std::optional(beginningOf(*day)) : std::nullopt;
+}
+
+std::string localDay(Date date) {
+    ::tzset();  // the computer may have moved to another zone
+    std::chrono::year_month_day day(localDays(static_cast<std::time_t>(std::floor(secondsSince1970(date)))));
+    return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+                       static_cast<unsigned>(day.day()));
 }
 
 std::string shortLocalTime(Date date) {

@@ -41,8 +41,11 @@ std::optional<Date> parseISO8601(std::string_view text);
 // or none, which means UTC: "…53.589Z", "…53.589+0100", "…53.589". No value for anything else.
 std::optional<Date> parseServiceDate(std::string_view text);
 
-// "2026-01-31", read as midnight in the computer's time zone. No value for anything else, also not for February 30.
+// "2026-01-31", read as the first moment of that day in the computer's time zone. No value for anything else, also not
+// for February 30.
 std::optional<Date> parseLocalDay(std::string_view text);
+// The way back: the day that a date falls on in the computer's time zone.
+std::string localDay(Date date);
 
 // The time of day in the user's short form, such as "15:30" or "3:30 PM".
 std::string shortLocalTime(Date date);
