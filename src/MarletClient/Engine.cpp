@@ -1,11 +1,10 @@
 #include "MarletClient/Engine.h"
 
-#include <fmt/format.h>
-
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/steady_timer.hpp>
 
-#include "MarletCore/BackendError.h"
+#include "MarletKit/BackendFactory.h"
+#include "MarletKit/KeychainCredentialStore.h"
 #include "MarletMCP/MarletTools.h"
 #include "MarletStore/MarletSchema.h"
 
@@ -13,11 +12,8 @@ namespace marlet {
 namespace {
 
 constexpr std::chrono::seconds pushPatience(5);
-
-std::shared_ptr<TaskBackend> refuseAccount(const Account& account, const std::string&) {
-    throw BackendError::rejected(
-        fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(account.kind)));
-}
+constexpr const char* keychainService = "io.tolvane.Marlet";
+constexpr const char* tokenFile = "tokens.json";
 
 MarletServices::Parts openParts(Executor executor, const DataFolder& folder, std::shared_ptr<Clock> clock) {
     // Both are opened before anything else is made: a file that is refused shall leave nothing half started.
@@ -27,10 +23,10 @@ MarletServices::Parts openParts(Executor executor, const DataFolder& folder, std
         .executor = std::move(executor),
         .container = std::move(container),
         .localTasks = std::make_shared<LocalTaskDatabase>(std::move(localContainer)),
-        .credentials = std::make_shared<InMemoryCredentialStore>(),
+        .credentials = std::make_shared<KeychainCredentialStore>(keychainService, folder.path() / tokenFile),
         .clock = std::move(clock),
         .syncPolicy = {},
-        .backendFactory = refuseAccount,
+        .backendFactory = [](const Account& account, const std::string& token) { return makeBackend(account, token); },
     };
 }
 

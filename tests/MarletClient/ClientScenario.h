@@ -39,8 +39,10 @@ public:
     void addAccount();
     JSONValue addTask(const std::string& title, const Arguments& options = {});
 
-    std::vector<std::string> environment{"TZ=Europe/Berlin", "LC_ALL=C.UTF-8"};
     TemporaryFolder folder;
+    // Without a session bus, and thus without the keyring of whoever runs the tests.
+    std::vector<std::string> environment{"TZ=Europe/Berlin", "LC_ALL=C.UTF-8", "DBUS_SESSION_BUS_ADDRESS=disabled:",
+                                         "XDG_RUNTIME_DIR=" + folder.path().string()};
     std::filesystem::path data;
 
     // The program, the data folder and these.

@@ -15,7 +15,10 @@ const toolNames = [
 ];
 
 const folder = mkdtempSync(join(tmpdir(), 'marlet-interop-'));
-const daemon = spawn(process.argv[2], ['--data', folder, '--json', 'serve'], { stdio: ['ignore', 'pipe', 'inherit'] });
+const daemon = spawn(process.argv[2], ['--data', folder, '--json', 'serve'], {
+  stdio: ['ignore', 'pipe', 'inherit'],
+  env: { ...process.env, DBUS_SESSION_BUS_ADDRESS: 'disabled:' },  // not the keyring of whoever runs the tests
+});
 const ended = new Promise((resolve) => daemon.once('exit', resolve));
 // Nothing here may take longer; a daemon that is left must not outlive the test.
 const limit = setTimeout(() => { daemon.kill('SIGKILL'); process.exit(1); }, 60_000);

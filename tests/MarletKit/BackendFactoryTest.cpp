@@ -1,0 +1,69 @@
+#include "MarletKit/BackendFactory.h"
+
+#include <gtest/gtest.h>
+
+#include "ForgeBackend/ForgeTaskBackend.h"
+#include "MarletCore/BackendError.h"
+
+namespace marlet {
+namespace {
+
+Account accountOf(BackendKind kind) {
+    return {UUID::random(), kind, "Work", *URL::parse("https://tasks.example")};
+}
+
+TEST(BackendFactoryTest, gitHubAndForgejoShareOneBackend) {
+    for (BackendKind kind : {BackendKind::github, BackendKind::forgejo}) {
+        Account account = accountOf(kind);
+
+        std::shared_ptr<TaskBackend> backend = makeBackend(account, "token");
+
+        EXPECT_NE(dynamic_cast<ForgeTaskBackend*>(backend.get()), nullptr);
+        EXPECT_EQ(backend->account(), account);
+        EXPECT_EQ(backend->itemLimit(), 1000);
+    }
+}
+
+TEST(BackendFactoryTest, aServiceThatIsNotBuiltInIsRefusedByItsName) {
+    for (auto [kind, text] :
+         {std::pair(BackendKind::gitlab, "GitLab accounts aren't built into this version of Marlet yet."),
+          std::pair(BackendKind::vikunja, "Vikunja accounts aren't built into this version of Marlet yet."),
+          std::pair(BackendKind::jira, "Jira accounts aren't built into this version of Marlet yet.")}) {
+        try {
+            makeBackend(accountOf(kind), "token");
+            ADD_FAILURE() << text;
+        } catch (const BackendError& error) {
+            EXPECT_EQ(error, BackendError::rejected(text));
+        }
+    }
+}
+
+TEST(BackendFactoryTest, anAccountWithoutATokenIsUnauthorized) {
+    InMemoryCredentialStore none;
+
+    try {
+        makeBackend(accountOf(BackendKind::github), none);
+        ADD_FAILURE() << "A backend came without a token.";
+    } catch (const BackendError& error) {
+        EXPECT_EQ(error, BackendError::unauthorized());
+    }
+}
+
+TEST(BackendFactoryTest, theTokenOfTheAccountIsTakenFromTheCredentials) {
+    Account account = accountOf(BackendKind::forgejo);
+    InMemoryCredentialStore credentials({{account.id, "token"}});
+
+    EXPECT_EQ(makeBackend(account, credentials)->account(), account);
+}
+
+TEST(BackendFactoryDeathTest, aLocalAccountEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Account account = accountOf(BackendKind::local);
+    InMemoryCredentialStore credentials({{account.id, "token"}});
+
+    EXPECT_DEATH(makeBackend(account, "token"), "local account");
+    EXPECT_DEATH(makeBackend(account, credentials), "local account");
+}
+
+}  // namespace
+}  // namespace marlet
