@@ -80,7 +80,7 @@ CurlTransfer::~CurlTransfer() {
 }
 
 std::string CurlTransfer::server() const {
-    return (request.url.components().scheme == "https" ? "https://" : "http://") + serverName(request.url);
+    return (request.url.components().scheme == "https" ? "https://" : "http://") + serverOf(request.url);
 }
 
 CURL* CurlTransfer::prepare(CURLSH* sharedSessions) {
@@ -233,7 +233,7 @@ void CurlTransfer::release() {
 
 TransportAnswer CurlTransfer::takeAnswer() {
     if (failure.code != CURLE_OK) {
-        std::rethrow_exception(networkError(failure, serverName(request.url)));
+        std::rethrow_exception(networkError(failure, serverOf(request.url)));
     }
     return std::move(answer);
 }

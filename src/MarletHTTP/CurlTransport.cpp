@@ -46,7 +46,7 @@ void requireSendable(const URLRequest& request) {
             throw NetworkError(NetworkError::Kind::other,
                                fmt::format("The request to {} can't be sent: the access token or another setting of "
                                            "the account holds a line break. Enter it again.",
-                                           serverName(request.url)));
+                                           serverOf(request.url)));
         }
     }
 }
@@ -131,7 +131,7 @@ Async<TransportAnswer> CurlTransport::send(URLRequest request) {
     auto patience = std::make_shared<Patience>(Patience{clock, request.timeout});
     for (int hop = 0; hop <= mostRedirects; ++hop) {
         auto transfer = std::make_shared<CurlTransfer>(request, options);
-        co_await exchange(*loop, transfer, patience, serverName(request.url));
+        co_await exchange(*loop, transfer, patience, serverOf(request.url));
         TransportAnswer answer = transfer->takeAnswer();
         if (!isRedirect(answer.status) || !transfer->target()) {
             co_return answer;
@@ -140,7 +140,7 @@ Async<TransportAnswer> CurlTransport::send(URLRequest request) {
     }
     throw NetworkError(NetworkError::Kind::redirect,
                        fmt::format("The server {} sends requests on without end. Check the account's address.",
-                                   serverName(request.url)));
+                                   serverOf(request.url)));
 }
 
 }  // namespace marlet

@@ -58,7 +58,7 @@ NetworkError hasMoved(const Origin& from, const Origin& to) {
 
 }  // namespace
 
-std::string serverName(const URL& url) {
+std::string serverOf(const URL& url) {
     return Origin(url.components()).server();
 }
 

@@ -5,7 +5,7 @@
 namespace marlet {
 
 // The name of the server in texts for the user: without the port where it is the scheme's own.
-std::string serverName(const URL& url);
+std::string serverOf(const URL& url);
 
 // Whether the status sends the client elsewhere. A 304 with a Location doesn't.
 bool isRedirect(int status);
