@@ -172,7 +172,7 @@ TEST(MarkdownBlockTest, whatIsNestedTooDeepStaysText) {
     EXPECT_EQ(depthAndText(Block::parse(quotes + "a")),
               std::pair(Block::maximalDepth, quotes.substr(Block::maximalDepth) + "a"));
     EXPECT_EQ(depthAndText(Block::parse(markers + "a")),
-              std::pair(Block::maximalDepth, markers.substr(2 * Block::maximalDepth) + "a"));
+              std::pair(Block::maximalDepth, markers.substr(size_t{2} * Block::maximalDepth) + "a"));
 }
 
 }  // namespace
