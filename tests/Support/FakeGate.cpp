@@ -30,12 +30,18 @@ bool FakeGate::isReached() const {
     return reached;
 }
 
+bool FakeGate::awaitReached() const {
+    std::unique_lock guard(lock);
+    return arrival.wait_for(guard, std::chrono::seconds(30), [this] { return reached; });
+}
+
 Async<void> FakeGate::pass() {
     Executor executor = co_await boost::asio::this_coro::executor;
     auto timer = std::make_shared<boost::asio::steady_timer>(executor, boost::asio::steady_timer::time_point::max());
     {
         std::scoped_lock guard(lock);
         reached = true;
+        arrival.notify_all();
         if (opened) {
             co_return;
         }
