@@ -85,7 +85,7 @@ URL accountAddress(BackendKind kind, const std::optional<std::string>& typed) {
     return URL::build(parts).value_or(*url);
 }
 
-std::string serverName(const URL& address) {
+std::string hostAndPort(const URL& address) {
     URLComponents parts = address.components();
     std::string host = parts.host.value_or("");
     return parts.port.empty() ? host : host + ":" + parts.port;

@@ -15,7 +15,7 @@ namespace marlet {
 URL accountAddress(BackendKind kind, const std::optional<std::string>& typed);
 
 // The host, with the port where it isn't the usual one; for texts.
-std::string serverName(const URL& address);
+std::string hostAndPort(const URL& address);
 
 bool isLoopback(const URL& address);
 

@@ -79,7 +79,7 @@ Async<std::string> remarkOnOthers(TaskStore& store, Account account) {
             throw CommandError(
                 fmt::format("There is already an account \"{}\" on {}. Give it a new token with marlet account token, "
                             "or choose another --name for a second user of that server.",
-                            other.account.displayName, serverName(account.baseURL)));
+                            other.account.displayName, hostAndPort(account.baseURL)));
         }
         remark = fmt::format(
             "The account \"{}\" uses the same server: projects that you subscribe to in both are "
@@ -102,7 +102,7 @@ std::string remarkOnAdded(const Account& account, const std::vector<Project>& pr
     }
     if (sendsTokenInTheClear(account)) {
         remark += fmt::format("The token travels to {} unencrypted. Use https:// if the server has it.\n",
-                              serverName(account.baseURL));
+                              hostAndPort(account.baseURL));
     }
     return remark;
 }

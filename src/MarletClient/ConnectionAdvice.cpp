@@ -12,7 +12,7 @@ namespace {
 
 std::string wrongAddress(const Account& account) {
     return fmt::format("{} doesn't look like a {} server; give the address of its start page with --url.",
-                       serverName(account.baseURL), displayName(account.kind));
+                       hostAndPort(account.baseURL), displayName(account.kind));
 }
 
 struct Advice {
@@ -37,7 +37,7 @@ struct Advice {
         return fmt::format(
             "Check that it was copied whole, that it hasn't expired or been revoked, and that it was made "
             "on {}.",
-            serverName(account.baseURL));
+            hostAndPort(account.baseURL));
     }
     std::string operator()(const BackendError::NotFound&) const { return wrongAddress(account); }
     std::string operator()(const BackendError::InvalidURL&) const { return wrongAddress(account); }

@@ -84,8 +84,8 @@ TEST(AccountAddressTest, onlyAnotherComputerReachedWithoutEncryptionIsWorthAWarn
     for (const auto& [kind, text, expected] : table) {
         EXPECT_EQ(sendsTokenInTheClear(Account{UUID(), kind, "Work", *URL::parse(text)}), expected) << text;
     }
-    EXPECT_EQ(serverName(*URL::parse("https://git.example.org:3000/forge")), "git.example.org:3000");
-    EXPECT_EQ(serverName(*URL::parse("https://git.example.org")), "git.example.org");
+    EXPECT_EQ(hostAndPort(*URL::parse("https://git.example.org:3000/forge")), "git.example.org:3000");
+    EXPECT_EQ(hostAndPort(*URL::parse("https://git.example.org")), "git.example.org");
 }
 
 }  // namespace

@@ -48,7 +48,8 @@ std::string RemoteScenario::additionFailure(const std::string& givenToken) {
 }
 
 std::string RemoteScenario::accountError() {
-    for (const JSONValue& account : *memberOf(client.json({"account", "list"}), "accounts").arrayValue()) {
+    JSONValue accounts = memberOf(client.json({"account", "list"}), "accounts");
+    for (const JSONValue& account : *accounts.arrayValue()) {
         if (textOf(account, "name") == "Work") {
             return textOf(account, "sync_error");
         }

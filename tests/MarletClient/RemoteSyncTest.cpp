@@ -104,7 +104,7 @@ TEST_P(RemoteSyncTest, aTaskMadeHereGetsTheServersNumberAndCanBeCommentedAndRead
     EXPECT_EQ(textsOf(shown, "comments", "body"), Texts{"With cheese"});
     EXPECT_EQ(textOf(memberOf(shown, "raw"), "body"), "For two");
     EXPECT_EQ(client.error({"task", "delete", textOf(added, "task_id")}),
-              "Only tasks of \"On This Mac\" accounts can be deleted. Close this one with marlet task done.");
+              "Only tasks of \"On This Mac\" accounts can be deleted. Use marlet task done to close this task instead.");
 }
 
 TEST_P(RemoteSyncTest, whatTheServerRefusesIsKeptAndListedWithItsReason) {
@@ -140,10 +140,11 @@ TEST_P(RemoteSyncTest, aRefusedChangeThatIsGivenUpMakesWayForTheServers) {
 // here. The other side's change of these is overwritten.
 TEST_P(RemoteSyncTest, whenBothSidesEditTheChangeThatWaitsHereWins) {
     remote.addAccount({"all"});
-    remote.forge.fail("PATCH ", FakeFailure::status(502));
+    remote.forge.fail("PATCH ", FakeFailure::status(502), -1);
     EXPECT_EQ(textOf(remote.edit(2, {"--title", "Paint the fins red"}), "sync_state"), "pending");
     remote.forge.editIssue("acme/rocket", 2, [](FakeIssue& issue) { issue.title = "Paint the fins blue"; });
 
+    remote.forge.recover();
     remote.sync();
 
     EXPECT_EQ(serverTitle(2), "Paint the fins red");
