@@ -87,12 +87,15 @@ TEST_P(RemoteAccountTest, aServerThatCannotBeUsedIsToldWithWhatToDoAndNothingIsA
         {FakeFailure::status(503),
          "The server responded with HTTP 503. That is the server's own trouble. Try again "
          "in a while."},
-        {FakeFailure::status(403, "{\"message\": \"Not for you.\"}"), "Not for you. The token needs the "},
-        {FakeFailure::cut(), ""},
+        {FakeFailure::status(403, "{\"message\": \"Not for you.\"}"),
+         "The server responded with HTTP 403. The token needs the "},
+        {FakeFailure::status(422, "{\"message\": \"Not for you.\"}"), "Not for you. The token needs the "},
+        {FakeFailure::cut(), "The connection to " + host() + " was closed before the answer had ended."},
     };
     for (const auto& [failure, text] : table) {
-        remote.forge.fail("GET /user/repos", failure);
+        remote.forge.fail("GET /user/repos", failure, -1);
         EXPECT_THAT(remote.additionFailure(), HasSubstr(text));
+        remote.forge.recover();
     }
     remote.forge.limit({.count = 1, .status = 429, .retryAfter = 3600});
     std::string limited = remote.additionFailure();

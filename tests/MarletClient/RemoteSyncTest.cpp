@@ -103,8 +103,9 @@ TEST_P(RemoteSyncTest, aTaskMadeHereGetsTheServersNumberAndCanBeCommentedAndRead
     JSONValue shown = client.json({"task", "show", textOf(added, "task_id"), "--comments", "--raw"});
     EXPECT_EQ(textsOf(shown, "comments", "body"), Texts{"With cheese"});
     EXPECT_EQ(textOf(memberOf(shown, "raw"), "body"), "For two");
-    EXPECT_EQ(client.error({"task", "delete", textOf(added, "task_id")}),
-              "Only tasks of \"On This Mac\" accounts can be deleted. Use marlet task done to close this task instead.");
+    EXPECT_EQ(
+        client.error({"task", "delete", textOf(added, "task_id")}),
+        "Only tasks of \"On This Mac\" accounts can be deleted. Use marlet task done to close this task instead.");
 }
 
 TEST_P(RemoteSyncTest, whatTheServerRefusesIsKeptAndListedWithItsReason) {

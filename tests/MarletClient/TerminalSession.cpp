@@ -25,6 +25,7 @@ constexpr winsize size{.ws_row = 24, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel =
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         ::dup2(terminal, descriptor);
     }
+    ::close_range(STDERR_FILENO + 1, ~0U, 0);
     for (const std::string& variable : environment) {
         ::putenv(const_cast<char*>(variable.c_str()));
     }

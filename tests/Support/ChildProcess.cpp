@@ -76,6 +76,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std:
     ::posix_spawn_file_actions_adddup2(&actions, in, STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, out.writeEnd, STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, err.writeEnd, STDERR_FILENO);
+    // A socket of the test's would stay open in the child after the test has closed it.
+    ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     std::vector<std::string> texts = arguments;
     std::vector<std::string> variables = environmentWith(environment);
     int error = ::posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr, pointers(texts).data(),
