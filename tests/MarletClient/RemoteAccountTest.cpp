@@ -113,11 +113,6 @@ TEST_P(RemoteAccountTest, aServerThatIsNotThereIsNamed) {
     line[6] = std::string(64, 'x') + ".example";
     std::string unknown = textOf(memberOf(client.json(line, 1, "t"), "error"), "message");
     EXPECT_THAT(unknown, HasSubstr(std::string(64, 'x') + ".example"));
-    // The service speaks no TLS.
-    line[6] = "https://" + host();
-    std::string plain = textOf(memberOf(client.json(line, 1, "t"), "error"), "message");
-    EXPECT_THAT(plain, HasSubstr("127.0.0.1"));
-    EXPECT_THAT(plain, HasSubstr("If the server has no https, give its address with http://."));
     EXPECT_EQ(accountNames().size(), ownAccounts());
 }
 
