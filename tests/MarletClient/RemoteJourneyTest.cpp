@@ -70,11 +70,14 @@ TEST_P(RemoteJourneyTest, requestsAreFewAndTellWhatHappened) {
     sync();
     step("sync what changed, for the first time");
     sync();
-    EXPECT_EQ(step("sync what changed, nothing new").requests, 3U);
+    Step quiet = step("sync what changed, nothing new");
+    EXPECT_EQ(quiet.unchanged, quiet.requests);
+    EXPECT_LE(quiet.requests, pages);
 
     remote.forge.editIssue("jo/notes", 7, [](FakeIssue& issue) { issue.title = "Buy milk"; });
     sync();
-    EXPECT_EQ(step("sync after one change on the server"), (Step{.requests = 3, .unchanged = 2}));
+    EXPECT_EQ(step("sync after one change on the server"),
+              (Step{.requests = quiet.requests, .unchanged = quiet.requests - 1}));
     remote.edit(1, {"--title", "Fuel both tanks"});
     EXPECT_EQ(step("edit one task"), (Step{.requests = 1, .writes = 1}));
     remote.forge.fail("PATCH ", FakeFailure::status(422, "{\"message\": \"No.\"}"));
@@ -95,7 +98,9 @@ TEST_P(RemoteJourneyTest, requestsAreFewAndTellWhatHappened) {
     sync(1);
     EXPECT_EQ(step("sync with a revoked token"), (Step{.requests = 1, .refused = 1}));
     client.json({"account", "token", "Work", "--token-stdin"}, 0, "ghp_new");
-    EXPECT_EQ(step("a new token, and a sync with it").requests, listing + 3);
+    Step mended = step("a new token, and a sync with it");
+    EXPECT_EQ(mended.refused, 0U);
+    EXPECT_LE(mended.requests, listing + pages);
 }
 
 }  // namespace
