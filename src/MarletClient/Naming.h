@@ -33,7 +33,8 @@ Async<TaskSnapshot> taskNamed(TaskStore& store, std::string text, std::optional<
 Async<std::vector<TaskSnapshot>> tasksNamed(TaskStore& store, std::vector<std::string> texts,
                                             std::optional<std::string> project);
 
-// The id in full when the text is the beginning of one, for digits alone of 8 characters or more; else the text itself, for those who know numbers.
+// The id in full when the text is the beginning of one, for digits alone of 8 characters or more; else the text itself,
+// for those who know numbers.
 Async<std::string> completedTaskID(TaskStore& store, std::string text);
 
 }  // namespace marlet
