@@ -99,6 +99,21 @@ std::string lowercasedASCII(std::string_view text) {
     return result;
 }
 
+std::string lowercased(std::string_view text) {
+    return utf8(unicode(text).toLower(icu::Locale::getRoot()));
+}
+
+std::u32string codePoints(std::string_view text) {
+    constexpr UChar32 replacement = 0xFFFD;
+    std::u32string result;
+    int32_t position = 0;
+    while (position < static_cast<int32_t>(text.size())) {
+        UChar32 character = next(text, position);
+        result += static_cast<char32_t>(character < 0 ? replacement : character);
+    }
+    return result;
+}
+
 std::vector<std::string_view> pieces(std::string_view text, char separator) {
     std::vector<std::string_view> result;
     while (!text.empty()) {

@@ -18,6 +18,12 @@ bool equalIgnoringCase(std::string_view left, std::string_view right);
 // With A to Z in lower case, for names that machines give.
 std::string lowercasedASCII(std::string_view text);
 
+// In lower case by Unicode's own rules, whatever the user's language: names that people give, as they compare them.
+std::string lowercased(std::string_view text);
+
+// The code points, with U+FFFD for every sequence that isn't UTF-8.
+std::u32string codePoints(std::string_view text);
+
 // The parts between the separators, without empty ones. They point into the text.
 std::vector<std::string_view> pieces(std::string_view text, char separator);
 

@@ -47,6 +47,20 @@ TEST(TextTest, onlyLettersOfASCIIAreLowered) {
     EXPECT_EQ(lowercasedASCII("X-Total Ä@Z[az"), "x-total Ä@z[az");
 }
 
+TEST(TextTest, namesAreLoweredInAnyScriptAndInTheSameWayEverywhere) {
+    EXPECT_EQ(lowercased("URGENT-7 Ärger ΟΔΟΣ"), "urgent-7 ärger οδος");
+    EXPECT_EQ(lowercased("I\u0130"), "ii\u0307") << "not as in Turkish";
+    EXPECT_EQ(lowercased("買い物"), "買い物");
+    EXPECT_EQ(lowercased(""), "");
+    EXPECT_EQ(lowercased("A\xff"), "a\ufffd");
+}
+
+TEST(TextTest, aTextIsTakenApartIntoItsCodePoints) {
+    EXPECT_EQ(codePoints("aß買🌱"), U"aß買🌱");
+    EXPECT_EQ(codePoints("a\xff\xf0\x9f"), U"a\ufffd\ufffd");
+    EXPECT_EQ(codePoints(""), U"");
+}
+
 TEST(TextTest, aTextIsCutIntoPiecesWithoutEmptyOnes) {
     EXPECT_EQ(pieces("/a//b c/", '/'), (std::vector<std::string_view>{"a", "b c"}));
     EXPECT_TRUE(pieces("", '/').empty());
