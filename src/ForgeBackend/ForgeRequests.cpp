@@ -15,10 +15,6 @@ namespace {
 // "partial-results; organizations=21955855,20582480".
 constexpr std::string_view singleSignOnHeader = "X-GitHub-SSO";
 
-bool isNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 std::string repositoryPath(const std::string& projectID) {
     requirePathSegments(projectID);
     return "repos/" + projectID;
@@ -59,9 +55,7 @@ std::string issuesPath(const std::string& projectID) {
 }
 
 std::string issuePath(const std::string& projectID, const std::string& taskID) {
-    if (!isNumber(taskID)) {
-        throw BackendError::notFound();
-    }
+    requireNumber(taskID);
     return issuesPath(projectID) + "/" + taskID;
 }
 

@@ -64,4 +64,10 @@ void requirePathSegments(std::string_view id) {
     }
 }
 
+void requireNumber(std::string_view id) {
+    if (id.empty() || id.find_first_not_of("0123456789") != std::string_view::npos) {
+        throw BackendError::notFound();
+    }
+}
+
 }  // namespace marlet

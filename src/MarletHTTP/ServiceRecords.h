@@ -21,6 +21,21 @@ std::optional<URL> url(const WebAddress& address);
 struct PresenceMarker {};
 void decode(const boost::json::value& json, PresenceMarker& marker, const DecodingPath& path);
 
+// What is of use where it can be read; otherwise it is absent, and the answer around it still stands.
+template <class Record>
+struct Readable {
+    std::optional<Record> record;
+};
+
+template <class Record>
+void decode(const boost::json::value& json, Readable<Record>& readable, const DecodingPath& path) {
+    try {
+        decode(json, readable.record.emplace(), path);
+    } catch (const DecodingError&) {
+        readable.record.reset();
+    }
+}
+
 // The answer to what makes something new. The service has it by then, so an answer of which only the identity can be
 // read is still a success: an error would have it made a second time.
 template <class Identity, class Record>
@@ -32,11 +47,9 @@ struct Created {
 template <class Identity, class Record>
 void decode(const boost::json::value& json, Created<Identity, Record>& created, const DecodingPath& path) {
     decode(json, created.identity, path);
-    try {
-        decode(json, created.record.emplace(), path);
-    } catch (const DecodingError&) {
-        created.record.reset();
-    }
+    Readable<Record> whole;
+    decode(json, whole, path);
+    created.record = std::move(whole.record);
 }
 
 // "#D73A4A" -> "d73a4a". No value for an absent or empty one, or for nothing but "#".
@@ -53,5 +66,7 @@ bool isDenied(const BackendError& error);
 // Ids of projects and tasks become parts of paths. Throws BackendError::notFound for one that would lead up the path or
 // leave a gap in it; slashes separate segments.
 void requirePathSegments(std::string_view id);
+// The same for ids that are numbers.
+void requireNumber(std::string_view id);
 
 }  // namespace marlet

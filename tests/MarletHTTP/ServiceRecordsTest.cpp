@@ -18,9 +18,10 @@ struct Record {
 };
 BOOST_DESCRIBE_STRUCT(Record, (), (id, title))
 
-bool leadsElsewhere(std::string_view id) {
+// That the check finds nothing under such an id.
+bool isRefused(void (*check)(std::string_view id), std::string_view id) {
     try {
-        requirePathSegments(id);
+        check(id);
         return false;
     } catch (const BackendError& error) {
         return error == BackendError::notFound();
@@ -37,6 +38,16 @@ TEST(ServiceRecordsTest, aCreatedThingOfWhichOnlyTheIdentityCanBeReadIsASuccess)
     EXPECT_EQ(odd.identity.id, 7);
     EXPECT_FALSE(odd.record);
     EXPECT_THROW(JSONCoding::decode<CreatedRecord>(R"({"title":"a"})"), DecodingError);
+}
+
+TEST(ServiceRecordsTest, whatIsReadOnlyWhereItCanBeSpoilsNothingAroundIt) {
+    using Records = std::vector<Readable<Record>>;
+
+    auto records = JSONCoding::decode<Records>(R"([{"id":7,"title":"a"},{"id":"7","title":"b"},5,null])");
+
+    ASSERT_EQ(records.size(), 4u);
+    EXPECT_EQ(records[0].record->title, "a");
+    EXPECT_FALSE(records[1].record || records[2].record || records[3].record);
 }
 
 TEST(ServiceRecordsTest, coloursLoseTheirMarkAndTheirCase) {
@@ -73,10 +84,19 @@ TEST(ServiceRecordsTest, onlyRefusalsCountAsDenied) {
 
 TEST(ServiceRecordsTest, anIdNeverLeadsOutOfItsPath) {
     for (std::string_view id : {"", "..", "a/../b", "a//b", "/a", "a/", "."}) {
-        EXPECT_TRUE(leadsElsewhere(id)) << id;
+        EXPECT_TRUE(isRefused(requirePathSegments, id)) << id;
     }
     for (std::string_view id : {"a", "owner/repo", "a/.github", "..."}) {
-        EXPECT_FALSE(leadsElsewhere(id)) << id;
+        EXPECT_FALSE(isRefused(requirePathSegments, id)) << id;
+    }
+}
+
+TEST(ServiceRecordsTest, anIdThatIsANumberIsNothingElse) {
+    for (std::string_view id : {"", "-1", "+1", " 1", "1 || true", "1/2", "٣", "local-1"}) {
+        EXPECT_TRUE(isRefused(requireNumber, id)) << id;
+    }
+    for (std::string_view id : {"0", "7", "9223372036854775807"}) {
+        EXPECT_FALSE(isRefused(requireNumber, id)) << id;
     }
 }
 
