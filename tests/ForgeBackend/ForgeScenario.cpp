@@ -1,8 +1,5 @@
 #include "ForgeScenario.h"
 
-#include <fstream>
-#include <sstream>
-
 namespace marlet {
 namespace {
 
@@ -15,13 +12,7 @@ Account accountOf(BackendKind kind) {
 }  // namespace
 
 std::string fixture(const std::string& name) {
-    std::ifstream file(std::string(MARLET_FORGE_FIXTURES) + "/" + name);
-    if (!file) {
-        throw std::runtime_error("There is no fixture " + name);
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return textOfFile(std::string(MARLET_FORGE_FIXTURES) + "/" + name);
 }
 
 ForgeScenario::ForgeScenario(BackendKind kind, const std::string& token, int64_t itemLimit)
@@ -35,18 +26,6 @@ void ForgeScenario::hideBoards() {
         }
         return std::nullopt;
     };
-}
-
-void ForgeScenario::answer(const std::string& route, int status, std::string body,
-                           std::vector<std::pair<std::string, std::string>> headers) {
-    server->answer(route,
-                   ScriptedTransport::Answer{.status = status, .headers = std::move(headers), .body = std::move(body)});
-}
-
-std::string ForgeScenario::lastHeader(const std::string& name) const {
-    const HTTPHeaders& headers = server->lastRequest().headers;
-    auto found = headers.find(name);
-    return found == headers.end() ? "(none)" : found->second;
 }
 
 std::string issueJSON(int64_t number, const std::string& more) {
