@@ -47,6 +47,8 @@ bool allOf(const boost::json::value& value, FakeKind kind);
 
 bool isOf(const boost::json::value& value, FakeKind kind) {
     switch (kind) {
+        case FakeKind::any:
+            return true;
         case FakeKind::string:
             return value.is_string();
         case FakeKind::boolean:

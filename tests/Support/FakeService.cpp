@@ -11,10 +11,11 @@
 namespace marlet {
 namespace {
 
-// Changes whenever the body or the way to the next page does. FNV-1a, so that it is the same on every machine.
+// Changes whenever the body, the way to the next page or the number of pages does. FNV-1a, so that it is the same on
+// every machine.
 std::string entityTag(const FakeAnswer& answer) {
     uint64_t hash = 14695981039346656037U;
-    for (const std::string& text : {answer.body, answer.header("Link")}) {
+    for (const std::string& text : {answer.body, answer.header("Link"), answer.header("x-pagination-total-pages")}) {
         for (char character : text) {
             hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211U;
         }
@@ -168,6 +169,10 @@ FakeAnswer FakeService::paged(const FakeCall& call, const FakePaging& paging, si
     FakeAnswer answer = json(elements);
     if (paging.tellsTotal) {
         answer.headers.emplace_back("X-Total-Count", std::to_string(total));
+    }
+    if (paging.tellsPages) {
+        answer.headers.emplace_back("x-pagination-total-pages", std::to_string((total + size - 1) / size));
+        answer.headers.emplace_back("x-pagination-result-count", std::to_string(elements.size()));
     }
     if (paging.linksPages && end < total) {
         std::string next = std::to_string(page + 1);

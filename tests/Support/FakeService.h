@@ -40,6 +40,7 @@ struct FakePaging {
     bool linksPages = true;
     bool usesCursor = false;  // "next" carries a cursor, and there is no "last"
     bool tellsTotal = false;  // X-Total-Count
+    bool tellsPages = false;  // x-pagination-total-pages
     std::string linkSeparator = ", ";
     std::string linkURL = {};  // of the list, where links name it otherwise than the request did
 };
