@@ -2,7 +2,7 @@
 #include <boost/asio/bind_cancellation_slot.hpp>
 
 #include "GitHubBoardScenario.h"
-#include "HeldTransport.h"
+#include "TestSupport/HeldTransport.h"
 #include "MarletBase/Coding.h"
 
 namespace marlet {

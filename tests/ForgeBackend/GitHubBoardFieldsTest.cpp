@@ -1,6 +1,6 @@
 // How often a board is asked for its status field.
 #include "GitHubBoardScenario.h"
-#include "HeldTransport.h"
+#include "TestSupport/HeldTransport.h"
 
 namespace marlet {
 namespace {
