@@ -1,5 +1,7 @@
 #include "MarletHTTP/GraphQL.h"
 
+#include <algorithm>
+
 #include "MarletHTTP/JSONCoding.h"
 
 namespace marlet {
@@ -13,6 +15,11 @@ void throwFailures(const std::vector<GraphQLFailure>& failures) {
     if (!messages.empty()) {
         throw BackendError::rejected(std::move(messages));
     }
+}
+
+bool GraphQLFailures::haveMessage() const {
+    return errors && std::any_of(errors->begin(), errors->end(),
+                                 [](const GraphQLFailure& failure) { return !failure.message.empty(); });
 }
 
 std::string graphQLBody(const std::string& query, boost::json::object variables) {

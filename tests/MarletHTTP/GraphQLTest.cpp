@@ -74,6 +74,11 @@ TEST(GraphQLTest, aMessageGoesBeforePartialData) {
               BackendError::rejected("x"));
 }
 
+TEST(GraphQLTest, aMessageGoesBeforeDataOfWhichAFailedFieldIsNull) {
+    Endpoint endpoint(R"({"data":{"viewer":null},"errors":[{"message":"No permission","path":["viewer"]}]})");
+    EXPECT_EQ(endpoint.refusal(), BackendError::rejected("No permission"));
+}
+
 TEST(GraphQLTest, messagesAreJoinedByOneBlankAndEmptyOnesDropped) {
     EXPECT_EQ(Endpoint(R"({"errors":[{"message":"a"},{"message":"b"}]})").refusal(), BackendError::rejected("a b"));
     EXPECT_EQ(Endpoint(R"({"errors":[{"message":""},{"message":"a"},{"message":""},{"message":"b"}]})").refusal(),
