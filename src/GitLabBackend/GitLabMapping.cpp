@@ -172,25 +172,19 @@ void takeColors(TaskItem& item, const std::vector<TaskLabel>& known) {
 }
 
 TaskComment taskComment(GitLabNote note) {
-    TaskComment result;
-    result.id = std::to_string(note.id);
+    std::optional<User> author;
     if (note.author) {
-        result.author = user(std::move(*note.author));
+        author = user(std::move(*note.author));
     }
-    result.body = std::move(note.body).value_or("");
-    result.createdAt = note.createdAt;
-    result.updatedAt = note.updatedAt;
-    return result;
+    std::string body = std::move(note.body).value_or("");
+    return {std::to_string(note.id), std::move(author), std::move(body), note.createdAt, note.updatedAt};
 }
 
 TaskComment taskComment(CreatedNote created, const std::string& body) {
-    if (created.record) {
-        return taskComment(std::move(*created.record));
-    }
-    TaskComment result;
-    result.id = std::to_string(created.identity.id);
-    result.body = body;
-    return result;
+    GitLabNote asSent;
+    asSent.id = created.identity.id;
+    asSent.body = body;
+    return taskComment(std::move(created.record).value_or(std::move(asSent)));
 }
 
 std::vector<TaskComment> taskComments(std::vector<GitLabNote> notes) {
