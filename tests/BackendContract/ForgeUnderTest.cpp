@@ -105,22 +105,4 @@ Date ForgeUnderTest::keptOnEdit(Date dueDate) const {
     return std::chrono::floor<std::chrono::days>(dueDate) + std::chrono::duration<double>(86399);
 }
 
-std::vector<ContractCase> contractServices() {
-    auto gitHub = [](std::shared_ptr<VirtualClock> clock) {
-        return std::make_unique<ForgeUnderTest>(FakeForgeKind::github, std::move(clock));
-    };
-    // As its enterprise servers page.
-    auto gitHubByNumber = [](std::shared_ptr<VirtualClock> clock) {
-        auto service = std::make_unique<ForgeUnderTest>(FakeForgeKind::github, std::move(clock));
-        service->forge.setPagesByNumber(true);
-        return service;
-    };
-    auto forgejo = [](std::shared_ptr<VirtualClock> clock) {
-        return std::make_unique<ForgeUnderTest>(FakeForgeKind::forgejo, std::move(clock));
-    };
-    return {{"GitHub", {.parents = true, .hints = true}, gitHub},
-            {"GitHubPagedByNumber", {.parents = true, .counts = true, .hints = true}, gitHubByNumber},
-            {"Forgejo", {.dueDates = true, .knownLabelsOnly = true, .counts = true, .hints = true}, forgejo}};
-}
-
 }  // namespace marlet

@@ -38,6 +38,11 @@ protected:
         EXPECT_EQ(answer, fetched);
     }
 
+    // What a task has that was made with these labels.
+    static std::vector<std::string> labelsOfANewTask(const std::vector<std::string>& wanted) {
+        return GetParam().abilities.labelsOnCreation ? wanted : std::vector<std::string>();
+    }
+
     std::string id;
     std::string other;
 };
@@ -65,7 +70,7 @@ TEST_P(BackendWriting, aCreatedTaskIsTheOneThatIsFetched) {
     ServerTask kept = service->read(created.id);
     EXPECT_EQ(kept.title, "Reap");
     EXPECT_EQ(kept.notes, "In autumn");
-    EXPECT_THAT(kept.labels, ElementsAre("garden"));
+    EXPECT_EQ(kept.labels, labelsOfANewTask({"garden"}));
     EXPECT_FALSE(kept.isCompleted);
     EXPECT_EQ(service->taskCount(), 3u);
 }
@@ -102,6 +107,15 @@ TEST_P(BackendWriting, labelsAreSetAndCleared) {
             task.labels = {"bug", "urgent"};
         });
     expectEdit([](TaskItem& item) { item.labels.clear(); }, [](ServerTask& task) { task.labels.clear(); });
+}
+
+TEST_P(BackendWriting, aNewTaskHasItsLabelsAfterItsFirstEdit) {
+    TaskItem created = run(backend->createTask({.title = "Reap", .labels = {"garden"}}, service->projectID()));
+    created.labels = {{"garden", std::nullopt}};
+    TaskItem edited = run(backend->updateTask(created));
+
+    EXPECT_THAT(labelNames(edited), ElementsAre("garden"));
+    EXPECT_THAT(service->read(created.id).labels, ElementsAre("garden"));
 }
 
 TEST_P(BackendWriting, anEditWithoutAChangeLeavesEverything) {
@@ -153,8 +167,17 @@ TEST_P(BackendWriting, textOfAnyScriptSurvivesTheRoundTrip) {
     TaskItem fetched = fetchOne(created.id);
     EXPECT_EQ(fetched.title, foreignText);
     EXPECT_EQ(fetched.notes, notes);
-    EXPECT_THAT(labelNames(fetched), ElementsAre("größe: 大"));
+    EXPECT_EQ(labelNames(fetched), labelsOfANewTask({"größe: 大"}));
     EXPECT_EQ(comment.body, notes);
+}
+
+TEST_P(BackendWriting, markupOfEveryKindPassesThrough) {
+    const std::string notes =
+        "<p>Weiß &amp; <em>matt</em></p><ul data-type=\"taskList\"><li data-checked=\"false\"><p>a</p></li></ul>\n"
+        "- [ ] left *undone* `<b>`\n";
+    expectEdit([&](TaskItem& item) { item.notes = notes; }, [&](ServerTask& task) { task.notes = notes; });
+
+    EXPECT_EQ(run(backend->addComment(notes, fetchOne(id))).body, notes);
 }
 
 TEST_P(BackendDueDateWriting, aDueDateIsSetOnCreation) {

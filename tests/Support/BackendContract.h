@@ -70,6 +70,9 @@ struct ContractCase {
         bool knownLabelsOnly = false;  // a label that isn't there is refused
         bool counts = false;
         bool hints = false;
+        bool probes = false;
+        bool milestones = false;
+        bool labelsOnCreation = false;  // otherwise a new task gets them with its first edit
     };
 
     std::string name;
