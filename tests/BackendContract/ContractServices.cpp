@@ -1,5 +1,6 @@
 // The services that keep the contract.
 #include "ForgeUnderTest.h"
+#include "GitLabUnderTest.h"
 #include "VikunjaUnderTest.h"
 
 namespace marlet {
@@ -17,6 +18,9 @@ std::vector<ContractCase> contractServices() {
     auto forgejo = [](std::shared_ptr<VirtualClock> clock) {
         return std::make_unique<ForgeUnderTest>(FakeForgeKind::forgejo, std::move(clock));
     };
+    auto gitLab = [](std::shared_ptr<VirtualClock> clock) {
+        return std::make_unique<GitLabUnderTest>(std::move(clock));
+    };
     auto vikunja = [](std::shared_ptr<VirtualClock> clock) {
         return std::make_unique<VikunjaUnderTest>(std::move(clock));
     };
@@ -32,6 +36,16 @@ std::vector<ContractCase> contractServices() {
               .milestones = true,
               .labelsOnCreation = true},
              forgejo},
+            {"GitLab",
+             {.dueDates = true,
+              .parents = true,
+              .counts = true,
+              .hints = true,
+              .milestones = true,
+              .labelsOnCreation = true,
+              .coloredAnswers = false,
+              .refusesInWords = false},
+             gitLab},
             {"Vikunja", {.dueDates = true, .parents = true, .counts = true, .hints = true, .probes = true}, vikunja}};
 }
 

@@ -45,6 +45,19 @@ TaskItem BackendContract::update(const std::string& taskID, const std::function<
     return run(backend->updateTask(item));
 }
 
+TaskItem BackendContract::completed(TaskItem answer, const TaskItem& fetched) {
+    if (answer.parent && fetched.parent) {
+        answer.parent->title = fetched.parent->title;
+    }
+    bool hasAllLabels = answer.labels.size() == fetched.labels.size();
+    for (size_t index = 0; !GetParam().abilities.coloredAnswers && hasAllLabels && index < answer.labels.size();
+         ++index) {
+        std::optional<std::string>& color = answer.labels[index].colorHex;
+        color = color ? color : fetched.labels[index].colorHex;
+    }
+    return answer;
+}
+
 std::vector<std::string> labelNames(const TaskItem& item) {
     std::vector<std::string> names;
     for (const TaskLabel& label : item.labels) {

@@ -57,6 +57,10 @@ public:
     virtual void addComment(const std::string& taskID, const std::string& body) = 0;
     virtual std::vector<std::string> comments(const std::string& taskID) = 0;
     virtual void revokeToken() = 0;
+    // Turns it into what may have a parent, where not every task may.
+    virtual void letHaveParent(const std::string& taskID) { static_cast<void>(taskID); }
+    // How many lists a fetch of the project reads side by side.
+    virtual size_t listCount() const { return 1; }
 
     // What the service makes of a due date that is sent with a new task or with an edit.
     virtual Date keptOnCreation(Date dueDate) const { return dueDate; }
@@ -73,6 +77,8 @@ struct ContractCase {
         bool probes = false;
         bool milestones = false;
         bool labelsOnCreation = false;  // otherwise a new task gets them with its first edit
+        bool coloredAnswers = true;     // the answer to a write tells the colors of labels
+        bool refusesInWords = true;     // a refusal says why
     };
 
     std::string name;
@@ -104,6 +110,8 @@ protected:
     TaskItem fetchOne(const std::string& taskID);
     // Edits the task as the user does, from a fresh copy, and gives the answer.
     TaskItem update(const std::string& taskID, const std::function<void(TaskItem& item)>& change);
+    // The answer to a write, with what the service doesn't tell there taken from a fetch.
+    static TaskItem completed(TaskItem answer, const TaskItem& fetched);
     // What the operation throws; null for success.
     template <class T>
     std::exception_ptr errorOf(Async<T> operation) {

@@ -51,6 +51,8 @@ bool isOf(const boost::json::value& value, FakeKind kind) {
             return true;
         case FakeKind::string:
             return value.is_string();
+        case FakeKind::stringOrNull:
+            return value.is_string() || value.is_null();
         case FakeKind::boolean:
             return value.is_bool();
         case FakeKind::number:

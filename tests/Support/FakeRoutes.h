@@ -30,7 +30,7 @@ struct FakeCall {
     std::optional<std::string> text(std::string_view key) const;
 };
 
-enum class FakeKind { any, string, boolean, number, object, strings, numbers, objects };
+enum class FakeKind { any, string, stringOrNull, boolean, number, object, strings, numbers, objects };
 
 struct FakeBodyKey {
     std::string name;

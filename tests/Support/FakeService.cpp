@@ -168,7 +168,7 @@ FakeAnswer FakeService::paged(const FakeCall& call, const FakePaging& paging, si
     }
     FakeAnswer answer = json(elements);
     if (paging.tellsTotal) {
-        answer.headers.emplace_back("X-Total-Count", std::to_string(total));
+        answer.headers.emplace_back(paging.totalName, std::to_string(total));
     }
     if (paging.tellsPages) {
         answer.headers.emplace_back("x-pagination-total-pages", std::to_string((total + size - 1) / size));

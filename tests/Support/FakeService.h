@@ -39,7 +39,8 @@ struct FakePaging {
     size_t maximalSize = 100;
     bool linksPages = true;
     bool usesCursor = false;  // "next" carries a cursor, and there is no "last"
-    bool tellsTotal = false;  // X-Total-Count
+    bool tellsTotal = false;  // in a header of this name
+    std::string totalName = "X-Total-Count";
     bool tellsPages = false;  // x-pagination-total-pages
     std::string linkSeparator = ", ";
     std::string linkURL = {};  // of the list, where links name it otherwise than the request did
