@@ -1,12 +1,38 @@
 #include "MarletHTTP/HTTPClient.h"
 
+#include <fmt/format.h>
+
 #include "MarletCore/BackendError.h"
+#include "MarletHTTP/NetworkError.h"
+#include "MarletHTTP/RedirectInternal.h"
 #include "MarletHTTP/ResponseStatusInternal.h"
 
 namespace marlet {
 namespace {
 
 constexpr const char* authorization = "Authorization";
+// Far more than anybody's tasks fill. A server that names ever new pages would be asked until the memory ends.
+constexpr size_t mostPages = 10'000;
+
+// Most often a server behind a proxy that was never told the address it is reached at. What it names isn't taken for
+// the same server on its word, since the token would go there.
+NetworkError goesOnElsewhere(const URL& base, const URL& next) {
+    bool losesEncryption = originName(base).starts_with("https:") && originName(next).starts_with("http:");
+    std::string advice = losesEncryption
+                             ? "which isn't encrypted. Ask the server's administrator to correct the server's own "
+                               "address; the account's stays as it is."
+                             : "which is another address. Correct the account's address if that is the server's "
+                               "right one, or else ask the server's administrator.";
+    return {NetworkError::Kind::redirect,
+            fmt::format("The lists of {} go on at {}, {}", originName(base), originName(next), advice)};
+}
+
+NetworkError neverEnds(const URL& base) {
+    return {NetworkError::Kind::redirect,
+            fmt::format("A list of {} never ends: its pages lead back to one another. Try again later, or ask the "
+                        "server's administrator.",
+                        originName(base))};
+}
 
 }  // namespace
 
@@ -72,22 +98,35 @@ Async<HTTPResponse> HTTPClient::get(std::string path, URLQuery query) const {
     co_return response;
 }
 
-std::optional<URL> HTTPClient::nextPage(const HTTPResponse& response, const std::string& path, const URLQuery& query,
-                                        int64_t page) const {
-    if (std::optional<URL> next = response.link("next")) {
-        if (headers.contains(authorization) && !isSameOrigin(base, *next)) {
-            throw BackendError::invalidResponse();
-        }
+std::optional<URL> HTTPClient::linkedPage(const HTTPResponse& response) const {
+    std::optional<URL> next = response.link("next");
+    if (!next || !headers.contains(authorization) || isSameOrigin(base, *next)) {
         return next;
     }
-    std::optional<std::string> header = response.header("x-pagination-total-pages");
-    std::optional<int64_t> pages = header ? decimalInteger(*header) : std::nullopt;
-    if (!pages || *pages < page) {
-        return std::nullopt;
+    if (next->components().host.value_or("").empty()) {
+        throw BackendError::invalidResponse();
     }
-    URLQuery pageQuery = query;
-    pageQuery.push_back({"page", std::to_string(page)});
-    return url(path, pageQuery);
+    throw goesOnElsewhere(base, *next);
+}
+
+std::optional<URL> HTTPClient::nextPage(const HTTPResponse& response, const std::string& path, const URLQuery& query,
+                                        const std::unordered_set<URL>& pagesRead) const {
+    std::optional<URL> next = linkedPage(response);
+    if (!next) {
+        std::optional<std::string> header = response.header("x-pagination-total-pages");
+        std::optional<int64_t> pages = header ? decimalInteger(*header) : std::nullopt;
+        auto page = static_cast<int64_t>(pagesRead.size()) + 1;
+        if (!pages || *pages < page) {
+            return std::nullopt;
+        }
+        URLQuery pageQuery = query;
+        pageQuery.push_back({"page", std::to_string(page)});
+        next = url(path, pageQuery);
+    }
+    if (pagesRead.contains(*next) || pagesRead.size() == mostPages) {
+        throw neverEnds(base);
+    }
+    return next;
 }
 
 }  // namespace marlet

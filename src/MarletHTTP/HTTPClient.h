@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -37,7 +38,8 @@ struct PageWalk {
 //
 // The "Authorization" header goes to the origin of the base URL (scheme, host and port) and nowhere else. An absolute
 // URL elsewhere is asked without it. A list whose next page lies elsewhere can't be read on as the same user, and what
-// a stranger sees of it may be less: with such a header, that is BackendError::invalidResponse.
+// a stranger sees of it may be less: with such a header, that is a NetworkError of the kind redirect. So is a list that
+// leads back to one of its pages, since what else it holds would be lost.
 class HTTPClient {
 public:
     HTTPClient(URL baseURL, HTTPHeaders headers, std::shared_ptr<HTTPTransport> transport,
@@ -73,9 +75,11 @@ public:
 
 private:
     URLRequest request(HTTPMethod method, URL url, std::optional<std::string> body) const;
-    // Throws BackendError::invalidResponse for a page on another server, see above.
+    // Where the list goes on behind the pages read so far, of which this is the last one's answer. Throws NetworkError
+    // for a page that can't be the next one, see above.
     std::optional<URL> nextPage(const HTTPResponse& response, const std::string& path, const URLQuery& query,
-                                int64_t page) const;
+                                const std::unordered_set<URL>& pagesRead) const;
+    std::optional<URL> linkedPage(const HTTPResponse& response) const;
 
     URL base;
     HTTPHeaders headers;
@@ -101,9 +105,10 @@ Async<T> HTTPClient::send(HTTPMethod method, std::string path, Body json) const 
 template <class T>
 Async<std::vector<T>> HTTPClient::paginate(std::string path, URLQuery query, PageWalk<T> walk) const {
     std::vector<T> items;
-    int64_t page = 1;
+    std::unordered_set<URL> pagesRead;
     std::optional<URL> next = url(path, query);
     while (next && items.size() < walk.maxItems) {
+        pagesRead.insert(*next);
         HTTPResponse response = co_await send(HTTPMethod::get, std::move(*next), std::nullopt, true);
         if (walk.inspect) {
             walk.inspect(response);
@@ -121,8 +126,7 @@ Async<std::vector<T>> HTTPClient::paginate(std::string path, URLQuery query, Pag
         if (elements.empty()) {
             co_return items;
         }
-        page += 1;
-        next = nextPage(response, path, query, page);
+        next = nextPage(response, path, query, pagesRead);
     }
     co_return items;
 }

@@ -31,6 +31,7 @@ struct Origin {
     static std::string defaultPort(std::string_view scheme) { return scheme == "https" ? "443" : "80"; }
 
     std::string server() const { return port == defaultPort(scheme) ? host : host + ":" + port; }
+    std::string name() const { return scheme + "://" + server(); }
 
     bool operator==(const Origin&) const = default;
 
@@ -52,14 +53,18 @@ NetworkError refusal(std::string text) {
 }
 
 NetworkError hasMoved(const Origin& from, const Origin& to) {
-    return refusal(fmt::format("The server {} has moved to {}://{}. Change the account's address to the new one.",
-                               from.server(), to.scheme, to.server()));
+    return refusal(fmt::format("The server {} has moved to {}. Change the account's address to the new one.",
+                               from.server(), to.name()));
 }
 
 }  // namespace
 
 std::string serverOf(const URL& url) {
     return Origin(url.components()).server();
+}
+
+std::string originName(const URL& url) {
+    return Origin(url.components()).name();
 }
 
 bool isRedirect(int status) {
@@ -87,9 +92,9 @@ URLRequest redirected(URLRequest request, int status, std::string_view target) {
     }
     if (isWrite && status != 307 && status != 308) {
         throw refusal(fmt::format(
-            "The server {} has moved what was to be changed, and the change wasn't sent on to {}://{}. Check the "
+            "The server {} has moved what was to be changed, and the change wasn't sent on to {}. Check the "
             "account's address.",
-            from.server(), to.scheme, to.server()));
+            from.server(), to.name()));
     }
     next.userInfo = current.userInfo;  // the server's own say in the matter isn't taken
     next.fragment = std::nullopt;

@@ -6,6 +6,8 @@ namespace marlet {
 
 // The name of the server in texts for the user: without the port where it is the scheme's own.
 std::string serverOf(const URL& url);
+// The same with the scheme in front: "https://tasks.example:8443".
+std::string originName(const URL& url);
 
 // Whether the status sends the client elsewhere. A 304 with a Location doesn't.
 bool isRedirect(int status);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "ForgeScenario.h"
+#include "MarletHTTP/NetworkError.h"
 
 namespace marlet {
 namespace {
@@ -162,6 +163,20 @@ TEST(ForgeProjectsTest, everyOtherFailureOfTheOrganisationsIsThrown) {
         other.answer("GET /user/orgs", 200, R"([{"login":"o"}])");
         other.answer("GET /orgs/o/repos", status, "");
         EXPECT_EQ(errorOf(other.backend.fetchProjects()), expected);
+    }
+}
+
+TEST(ForgeProjectsTest, organisationsThatGoOnAtAnotherAddressAreNoneThatAreDenied) {
+    const std::vector<std::pair<std::string, std::string>> elsewhere = {
+        {"Link", R"(<https://elsewhere.example/list?page=2>; rel="next")"}};
+    for (const char* list : {"GET /user/orgs", "GET /orgs/o/repos", "GET /users/wren/projectsV2"}) {
+        GitHub gitHub;
+        gitHub.answer(list, 200, R"([{"login":"o","full_name":"o/a","number":1,"title":"t"}])", elsewhere);
+        gitHub.answer("GET /user/repos", 200, "[]");
+        gitHub.answer("GET /user/orgs", 200, R"([{"login":"o"}])");
+        gitHub.answer("GET /orgs/o/repos", 200, "[]");
+        gitHub.answer("GET /user", 200, R"({"id":71,"login":"wren"})");
+        EXPECT_THROW(runToEnd(gitHub.backend.fetchProjects()), NetworkError) << list;
     }
 }
 
