@@ -22,14 +22,19 @@ std::vector<std::string_view> piecesOf(std::string_view text) {
 
 std::optional<GitHubBoard> GitHubBoard::parse(std::string_view projectID) {
     std::vector<std::string_view> pieces = piecesOf(projectID);
-    if (pieces.size() != 4 || pieces[0] != "projects" || pieces[2].empty()) {
+    if (pieces.size() != 4 || pieces[0] != "projects") {
+        return std::nullopt;
+    }
+    // The login becomes a segment of paths, where these would lead elsewhere.
+    std::string_view login = pieces[2];
+    if (login.empty() || login == "." || login == "..") {
         return std::nullopt;
     }
     std::optional<Owner> owner = fromCode<Owner>(pieces[1]);
     if (!owner) {
         return std::nullopt;
     }
-    GitHubBoard board{*owner, std::string(pieces[2])};
+    GitHubBoard board{*owner, std::string(login)};
     std::string_view digits = pieces[3];
     std::from_chars(digits.data(), digits.data() + digits.size(), board.number);
     // Tasks name their project by the id that the board writes. Another spelling of its number, such as "+12" or

@@ -24,6 +24,18 @@ TEST(ForgePathsTest, aProjectThatWouldLeadElsewhereIsNotFoundAndNothingIsSent) {
     }
 }
 
+TEST(ForgePathsTest, aBoardThatWouldLeadElsewhereIsNotFoundAndNothingIsSent) {
+    for (const std::string& projectID : {"projects/orgs/../12", "projects/users/./12", "projects/orgs//12"}) {
+        GitHub gitHub;
+        TaskItem task = taskWithTitle("1", projectID);
+        EXPECT_EQ(errorOf(gitHub.backend.fetchTasks(projectID, std::nullopt)), BackendError::notFound()) << projectID;
+        EXPECT_EQ(errorOf(gitHub.backend.createTask(TaskDraft{}, projectID)), BackendError::notFound());
+        EXPECT_EQ(errorOf(gitHub.backend.updateTask(task)), BackendError::notFound());
+        EXPECT_EQ(errorOf(gitHub.backend.rawTask(task)), BackendError::notFound());
+        EXPECT_TRUE(gitHub.server->requests().empty());
+    }
+}
+
 TEST(ForgePathsTest, aTaskThatHasNoNumberIsNotFoundAndNothingIsSent) {
     for (const std::string& id : {"", "x", "1/../2", "../1", "1?state=all", "1#2", "+1", "-1", "1 ", "１", "%31"}) {
         GitHub gitHub;

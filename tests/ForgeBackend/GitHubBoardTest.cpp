@@ -33,6 +33,8 @@ TEST(GitHubBoardTest, anythingElseIsNoBoard) {
                              "project/orgs/acme/12",
                              "Projects/orgs/acme/12",
                              "projects/orgs//12",
+                             "projects/orgs/../12",
+                             "projects/users/./12",
                              "projects/orgs/acme/",
                              "projects/orgs/acme/x",
                              "projects/orgs/acme/12a",
