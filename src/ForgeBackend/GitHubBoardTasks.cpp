@@ -1,4 +1,8 @@
 // The Projects boards of GitHub: only their draft tickets are tasks here.
+#include <algorithm>
+#include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
+
 #include "ForgeBackend/ForgeRecordsInternal.h"
 #include "ForgeBackend/ForgeRequestsInternal.h"
 #include "ForgeBackend/ForgeTaskBackend.h"
@@ -22,15 +26,23 @@ constexpr const char* draftUpdateDocument =
     "mutation($input: UpdateProjectV2DraftIssueInput!) { "
     "updateProjectV2DraftIssue(input: $input) { draftIssue { id } } }";
 
+bool isCancellation(const std::exception& error) {
+    const auto* failure = dynamic_cast<const boost::system::system_error*>(&error);
+    return failure && failure->code() == boost::asio::error::operation_aborted;
+}
+
 // Without the viewer, the boards of the organizations are still worth having.
 Async<std::optional<std::string>> viewerLogin(const HTTPClient& client) {
     try {
         std::string path = "user";
         ForgeUser viewer = co_await client.get<ForgeUser>(std::move(path));
         co_return std::move(viewer.login);
-    } catch (const std::exception&) {
-        co_return std::nullopt;
+    } catch (const std::exception& error) {
+        if (isCancellation(error)) {
+            throw;
+        }
     }
+    co_return std::nullopt;
 }
 
 // Empty for an owner whose boards the token may not see, or whose server has none.
@@ -80,7 +92,7 @@ Async<std::vector<TaskItem>> ForgeTaskBackend::fetchDrafts(GitHubBoard board, st
     gitHubBoards::TaskMapping mapping(board, statusField, ownAccount);
     PageWalk<GitHubProjectItem> walk;
     if (!updatedSince) {
-        walk.maxItems = static_cast<size_t>(limit);
+        walk.maxItems = static_cast<size_t>(std::max<int64_t>(limit, 0));
     }
     std::string path = board.apiPath() + "/items";
     URLQuery query = gitHubBoards::itemQuery(statusField);

@@ -170,6 +170,14 @@ TEST(ForgeTasksTest, aFullFetchEndsAtTheItemLimitAndAsksForNoMore) {
     EXPECT_EQ(gitHub.server->requests().size(), 2U);
 }
 
+TEST(ForgeTasksTest, aLimitOfNoTasksAsksForNone) {
+    for (int64_t limit : {0, -1}) {
+        GitHub gitHub("ghp_k3y", limit);
+        EXPECT_TRUE(runToEnd(gitHub.backend.fetchTasks("a/b", std::nullopt)).empty()) << limit;
+        EXPECT_TRUE(gitHub.server->requests().empty()) << limit;
+    }
+}
+
 TEST(ForgeTasksTest, aFetchOfChangesIsNeverCutOff) {
     GitHub gitHub("ghp_k3y", 3);
     answerInPages(gitHub, 9);

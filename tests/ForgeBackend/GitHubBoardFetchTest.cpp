@@ -251,6 +251,16 @@ TEST(GitHubBoardFetchTest, theItemLimitCutsAFullFetchAndNoOther) {
     EXPECT_EQ(ids(scenario.tasks(distantPast)), (Lines{"1", "2", "3"}));
 }
 
+TEST(GitHubBoardFetchTest, aLimitOfNoItemsAsksForNone) {
+    for (int64_t limit : {0, -1}) {
+        GitHubBoardScenario scenario(limit);
+        scenario.answerFields("[]");
+
+        EXPECT_EQ(ids(scenario.tasks()), Lines{}) << limit;
+        EXPECT_EQ(scenario.takeLog().size(), 1U) << limit;
+    }
+}
+
 TEST(GitHubBoardFetchTest, anItemWithoutAnIDIsAnErrorAndNoTask) {
     GitHubBoardScenario scenario;
     scenario.answerFields("[]");

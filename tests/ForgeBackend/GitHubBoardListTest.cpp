@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "GitHubBoardScenario.h"
+#include "HeldTransport.h"
 
 namespace marlet {
 namespace {
@@ -119,6 +120,28 @@ TEST(GitHubBoardListTest, aConnectionThatBreaksAtTheViewerLeavesOutItsOwnBoardsA
     answerThreeOwners(scenario);
 
     EXPECT_EQ(projectIDs(scenario), (Lines{acmeBoard, "projects/orgs/zeta/1"}));
+}
+
+TEST(GitHubBoardListTest, aListThatIsCancelledAtTheViewerIsNoListWithoutBoards) {
+    TestLoop loop;
+    GitHubBoardScenario scenario;
+    scenario.answerAccount({});
+    scenario.server->answer("GET /user", R"({"id": 7, "login": "mona"})");
+    auto held = std::make_shared<HeldTransport>(scenario.server, "/user");
+    ForgeTaskBackend backend = scenario.backendBehind(held);
+    boost::asio::cancellation_signal giveUp;
+    std::optional<std::exception_ptr> outcome;
+    boost::asio::co_spawn(
+        loop.executor(), backend.fetchProjects(),
+        boost::asio::bind_cancellation_slot(
+            giveUp.slot(), [&outcome](std::exception_ptr error, const std::vector<Project>&) { outcome = error; }));
+    loop.runUntil([&] { return held->heldCount() == 1; });
+
+    giveUp.emit(boost::asio::cancellation_type::terminal);
+
+    loop.runUntil([&] { return outcome.has_value(); });
+    ASSERT_TRUE(*outcome);
+    EXPECT_THROW(std::rethrow_exception(*outcome), boost::system::system_error);
 }
 
 TEST(GitHubBoardListTest, anOwnerWhoseBoardsAreDeniedIsSkipped) {
