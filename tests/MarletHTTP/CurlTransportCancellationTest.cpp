@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
@@ -148,6 +149,39 @@ TEST(CurlTransportCancellationTest, aRequestThatWaitsForItsTurnIsCancelled) {
     EXPECT_TRUE(request.wasAborted());
     for (const ReceivedRequest& received : server.requests()) {
         EXPECT_EQ(received.target(), "/");
+    }
+}
+
+TEST(CurlTransportCancellationTest, aCancelledRequestLeavesItsTurnToTheNext) {
+    constexpr size_t atATime = 6;
+    std::array<Moment, atATime> isRead;
+    SocketServer server([&](ServerConnection& connection) {
+        std::optional<ReceivedRequest> received = connection.readRequest();
+        if (received && received->target() == "/next") {
+            connection.write(SocketServer::answer("200 OK", "its turn"));
+            return;
+        }
+        isRead.at(connection.number()).come();
+        connection.waitForClient();
+    });
+    CurlScenario scenario;
+    std::vector<std::unique_ptr<CancellableRequest>> first;
+    for (Moment& moment : isRead) {
+        first.push_back(std::make_unique<CancellableRequest>(scenario, get(server.url("/held"))));
+        scenario.loop.runReady();
+        moment.wait();
+    }
+    auto next = scenario.start(get(server.url("/next")));
+    scenario.loop.runReady();
+
+    first.front()->cancelAndFinish(scenario);
+    scenario.finish(next);
+
+    ASSERT_TRUE(next->value);
+    EXPECT_EQ(next->value->body, "its turn");
+    for (size_t index = 1; index < atATime; ++index) {
+        EXPECT_FALSE(first[index]->isFinished);
+        first[index]->cancelAndFinish(scenario);
     }
 }
 

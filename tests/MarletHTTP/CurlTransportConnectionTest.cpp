@@ -53,6 +53,17 @@ TEST(CurlTransportConnectionTest, everyWriteHasAConnectionOfItsOwn) {
     EXPECT_EQ(server.connectionCount(), connections);
 }
 
+TEST(CurlTransportConnectionTest, theConnectionOfAWriteIsNotKept) {
+    SocketServer server(
+        SocketServer::answering([](const ReceivedRequest&) { return SocketServer::answer("200 OK", ""); }));
+    CurlScenario scenario;
+
+    scenario.send(request(HTTPMethod::post, server.url(), {}, "{}"));
+    scenario.send(get(server.url()));
+
+    EXPECT_EQ(server.connectionCount(), 2U);
+}
+
 TEST(CurlTransportConnectionTest, aWriteWhoseConnectionIsCutIsSentOnce) {
     for (HTTPMethod method : {HTTPMethod::post, HTTPMethod::put, HTTPMethod::patch, HTTPMethod::delete_}) {
         SocketServer server(hangingUpAfter(1));
