@@ -63,6 +63,7 @@ TEST(ForgeParentTest, anAddressOfAnotherShapeNamesNoParent) {
     for (const std::string& address :
          {"https://api.github.com/repos/a/b/pulls/7", "https://api.github.com/repos/a/b/issues",
           "https://api.github.com/repos/a/b/issues/7/events", "https://api.github.com/a/b/issues/7",
+          "https://api.github.com/repos/x/a/b/issues/7", "https://api.github.com/repos/a/repos/issues/7",
           "https://api.github.com/", "http://[", ""}) {
         EXPECT_EQ(parentID(address, "a/b"), "(none)") << address;
     }

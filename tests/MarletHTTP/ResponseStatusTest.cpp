@@ -57,6 +57,16 @@ TEST(ResponseStatusTest, aWaitInSecondsIsALimitEvenWithoutOtherHints) {
     }
 }
 
+TEST(ResponseStatusTest, aLimitBeyondAllCalendarsIsStillOne) {
+    for (const char* seconds : {"1e300", "-1e300"}) {
+        double wait = std::stod(seconds);
+
+        EXPECT_EQ(refusal({429, {{"Retry-After", seconds}}, ""}), BackendError::rateLimited(now + wait));
+        EXPECT_EQ(refusal({403, {{"X-RateLimit-Remaining", "0"}, {"X-RateLimit-Reset", seconds}}, ""}),
+                  BackendError::rateLimited(dateFromSeconds(wait)));
+    }
+}
+
 TEST(ResponseStatusTest, theWaitGoesBeforeTheEndOfTheLimit) {
     Headers headers{{"Retry-After", "60"}, {"X-RateLimit-Remaining", "0"}, {"X-RateLimit-Reset", "1900000000"}};
 
