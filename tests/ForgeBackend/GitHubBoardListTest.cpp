@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 
 #include "GitHubBoardScenario.h"
-#include "HeldTransport.h"
+#include "TestSupport/HeldTransport.h"
 
 namespace marlet {
 namespace {
