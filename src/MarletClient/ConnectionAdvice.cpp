@@ -34,10 +34,12 @@ struct Advice {
     }
     std::string operator()(const BackendError::UnknownLabels&) const { return {}; }
     std::string operator()(const BackendError::Unauthorized&) const {
-        return fmt::format(
+        std::string text = fmt::format(
             "Check that it was copied whole, that it hasn't expired or been revoked, and that it was made "
             "on {}.",
             hostAndPort(account.baseURL));
+        // It doesn't tell a token that lacks a permission from one that is worth nothing.
+        return account.kind == BackendKind::vikunja ? text + " " + neededPermissions(account.kind) : text;
     }
     std::string operator()(const BackendError::NotFound&) const { return wrongAddress(account); }
     std::string operator()(const BackendError::InvalidURL&) const { return wrongAddress(account); }
@@ -75,6 +77,10 @@ std::string neededPermissions(BackendKind kind) {
     if (kind == BackendKind::github) {
         return "The token needs the scopes repo, read:org, project and notifications, or, when it is a fine-grained "
                "one, access to the repositories with the permission to read and write issues.";
+    }
+    if (kind == BackendKind::vikunja) {
+        return "The token needs every permission for tasks, their comments, labels and relations, and for labels, and "
+               "the permissions to read projects and notifications.";
     }
     return "The token needs the permissions read:user, read:repository, write:issue and read:notification.";
 }

@@ -5,6 +5,7 @@
 #include "ForgeBackend/ForgeTaskBackend.h"
 #include "MarletCore/BackendError.h"
 #include "MarletHTTP/CurlTransport.h"
+#include "VikunjaBackend/VikunjaTaskBackend.h"
 
 namespace marlet {
 namespace {
@@ -19,8 +20,10 @@ std::shared_ptr<TaskBackend> makeBackend(const Account& account, const std::stri
         case BackendKind::forgejo:
             return std::make_shared<ForgeTaskBackend>(account, token, CurlTransport::shared(), itemLimit,
                                                       std::make_shared<SystemClock>());
-        case BackendKind::gitlab:
         case BackendKind::vikunja:
+            return std::make_shared<VikunjaTaskBackend>(account, token, CurlTransport::shared(), itemLimit,
+                                                        std::make_shared<SystemClock>());
+        case BackendKind::gitlab:
         case BackendKind::jira:
             throw BackendError::rejected(
                 fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(account.kind)));

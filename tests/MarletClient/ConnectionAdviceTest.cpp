@@ -54,6 +54,14 @@ TEST(ConnectionAdviceTest, theEnginesOwnTextStandsFirstAndThenWhatToDo) {
     EXPECT_TRUE(limited.starts_with("Rate limited until ") && limited.ends_with(". Try again after that.")) << limited;
 }
 
+TEST(ConnectionAdviceTest, aTokenThatVikunjaRejectsMayLackAPermission) {
+    EXPECT_EQ(told(BackendError::unauthorized(), account(BackendKind::vikunja, "https://tasks.example.org")),
+              "The server rejected the access token. Check that it was copied whole, that it hasn't expired or been "
+              "revoked, and that it was made on tasks.example.org. The token needs every permission for tasks, their "
+              "comments, labels and relations, and for labels, and the permissions to read projects and "
+              "notifications.");
+}
+
 TEST(ConnectionAdviceTest, theNetworksTextIsEnoughButForAServerOfOnesOwnWithoutHTTPS) {
     NetworkError tls(NetworkError::Kind::tls, "No TLS.");
     NetworkError refused(NetworkError::Kind::unreachable, "Nobody there.");

@@ -99,8 +99,8 @@ TEST(TokenInputTest, whatIsWrongBesidesIsToldBeforeATokenIsAskedFor) {
     using Arguments = ClientScenario::Arguments;
     EXPECT_EQ(client.error({"account", "add", "jira", "--name", "Work", "--url", "https://jira.example.org"}),
               "Jira accounts aren't built into this version of Marlet yet.");
-    EXPECT_EQ(client.error({"account", "add", "vikunja", "--name", "Work"}),
-              "Vikunja accounts aren't built into this version of Marlet yet.");
+    EXPECT_EQ(client.error({"account", "add", "vikunja", "--name", "Work"}, 2),
+              "Where is the Vikunja server? Give its address with --url, such as --url https://git.example.org.");
     EXPECT_EQ(client.error({"account", "add", "github", "--name", " "}), "The account's name must not be empty.");
     EXPECT_EQ(client.error({"account", "add", "forgejo", "--name", "Forge"}, 2),
               "Where is the Forgejo server? Give its address with --url, such as --url https://git.example.org.");

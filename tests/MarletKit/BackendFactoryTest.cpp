@@ -4,6 +4,7 @@
 
 #include "ForgeBackend/ForgeTaskBackend.h"
 #include "MarletCore/BackendError.h"
+#include "VikunjaBackend/VikunjaTaskBackend.h"
 
 namespace marlet {
 namespace {
@@ -24,10 +25,19 @@ TEST(BackendFactoryTest, gitHubAndForgejoShareOneBackend) {
     }
 }
 
+TEST(BackendFactoryTest, vikunjaHasABackendOfItsOwn) {
+    Account account = accountOf(BackendKind::vikunja);
+
+    std::shared_ptr<TaskBackend> backend = makeBackend(account, "token");
+
+    EXPECT_NE(dynamic_cast<VikunjaTaskBackend*>(backend.get()), nullptr);
+    EXPECT_EQ(backend->account(), account);
+    EXPECT_EQ(backend->itemLimit(), 1000);
+}
+
 TEST(BackendFactoryTest, aServiceThatIsNotBuiltInIsRefusedByItsName) {
     for (auto [kind, text] :
          {std::pair(BackendKind::gitlab, "GitLab accounts aren't built into this version of Marlet yet."),
-          std::pair(BackendKind::vikunja, "Vikunja accounts aren't built into this version of Marlet yet."),
           std::pair(BackendKind::jira, "Jira accounts aren't built into this version of Marlet yet.")}) {
         try {
             makeBackend(accountOf(kind), "token");
