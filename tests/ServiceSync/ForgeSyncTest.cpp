@@ -15,7 +15,7 @@ struct Story : SyncedForge {
 
     // One repository with three issues, in step.
     void begin() {
-        addRepository("o/r", 3);
+        addProject("o/r", 3);
         subscribe();
         sync();
         clock->advance(60);
@@ -34,7 +34,7 @@ TEST_P(ForgeSyncTest, aFirstSyncBringsEverythingAndASecondOneNothing) {
     Story story(GetParam());
     size_t pages = GetParam() == FakeForgeKind::github ? 3 : 5;
     for (const char* name : {"o/first", "o/second", "o/third"}) {
-        story.addRepository(name, 250);
+        story.addProject(name, 250);
     }
     story.subscribe();
     story.forge.takeLines();
@@ -156,7 +156,7 @@ TEST_P(ForgeSyncTest, anEditWhoseAnswerIsLostIsSentAgainAndHarmsNothing) {
 
 TEST(ForgejoSyncTest, anOrganizationsLabelStaysWhereOthersChange) {
     Story story(FakeForgeKind::forgejo);
-    story.addRepository("o/r", 1);
+    story.addProject("o/r", 1);
     story.forge.addLabel("o/r", "everywhere");
     story.forge.addLabel("o/r", "bug");
     story.forge.with([](FakeForgeState& state) { state.repository("o/r").labels.at(0).isOrganizations = true; });
@@ -174,7 +174,7 @@ TEST(ForgejoSyncTest, anOrganizationsLabelStaysWhereOthersChange) {
 TEST(GitHubSyncTest, aParentMovesBetweenRepositories) {
     Story story(FakeForgeKind::github);
     story.begin();
-    story.addRepository("acme/tools", 1);
+    story.addProject("acme/tools", 1);
     story.edit("o/r", 1, [](TaskItem& item) { item.parent = TaskParent{"acme/tools#1", ""}; });
     story.push();
     EXPECT_EQ(story.forge.issue("o/r", 1).parent, (FakeIssuePlace{"acme/tools", 1}));
