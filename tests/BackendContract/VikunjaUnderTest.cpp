@@ -15,12 +15,13 @@ namespace {
 const std::string token = "tk_secret";
 
 ServerTask serverTask(const FakeVikunjaTask& task) {
-    ServerTask result{.title = task.title,
-                      .notes = task.description,
-                      .isCompleted = task.isDone,
-                      .labels = task.labels,
-                      .dueDate = task.dueDate,
-                      .assignees = task.assignees};
+    ServerTask result;
+    result.title = task.title;
+    result.notes = task.description;
+    result.isCompleted = task.isDone;
+    result.labels = task.labels;
+    result.dueDate = task.dueDate;
+    result.assignees = task.assignees;
     std::sort(result.labels.begin(), result.labels.end());
     if (!task.parents.empty()) {
         result.parentID = fmt::format("{}", fmt::join(task.parents, " and "));
