@@ -30,19 +30,20 @@ public:
 
     Async<std::vector<Project>> fetchProjects() override;
     Async<std::vector<TaskItem>> fetchTasks(std::string projectID, std::optional<Date> updatedSince) override;
+    Async<std::vector<TaskComment>> fetchComments(TaskItem task) override;
+    Async<std::optional<int64_t>> taskCount(std::string projectID) override;
+    Async<std::string> rawTask(TaskItem task) override;
+    // No map if there are more changes than one look takes in.
+    Async<std::optional<std::map<std::string, Date>>> latestTaskUpdates(Date since) override;
+    // Of all backends the one whose hints tell of deletions.
+    Async<ChangeHints> notifiedTaskUpdates(Date since) override;
+
     // The draft's labels are left out: a new task gets them with its first update.
     Async<TaskItem> createTask(TaskDraft draft, std::string projectID) override;
     // Reads the task and sends it back whole, so that what isn't known here stays as it is. Labels and the parent
     // follow in steps of their own; what came before a failure stands on the server.
     Async<TaskItem> updateTask(TaskItem task) override;
-    Async<std::vector<TaskComment>> fetchComments(TaskItem task) override;
     Async<TaskComment> addComment(std::string body, TaskItem task) override;
-    Async<std::string> rawTask(TaskItem task) override;
-    Async<std::optional<int64_t>> taskCount(std::string projectID) override;
-    // No map if there are more changes than one look takes in.
-    Async<std::optional<std::map<std::string, Date>>> latestTaskUpdates(Date since) override;
-    // Of all backends the one whose hints tell of deletions.
-    Async<ChangeHints> notifiedTaskUpdates(Date since) override;
 
 private:
     Account ownAccount;
