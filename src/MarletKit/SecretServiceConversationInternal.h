@@ -38,14 +38,16 @@ private:
     std::thread watch;
 };
 
-// The calling thread's own main context for as long as it lives: what the library's objects still have to report goes
-// there and is gone with it, instead of into a loop that nobody runs.
+// The calling thread's own main context for as long as it lives: what the library's objects still have to do when they
+// go is done there, instead of waiting in a loop that nobody runs.
 class ThreadContext {
 public:
     ThreadContext() : context(g_main_context_new()) { g_main_context_push_thread_default(context); }
     ThreadContext(const ThreadContext&) = delete;
     ThreadContext& operator=(const ThreadContext&) = delete;
     ~ThreadContext() {
+        while (g_main_context_iteration(context, FALSE)) {
+        }
         g_main_context_pop_thread_default(context);
         g_main_context_unref(context);
     }

@@ -7,9 +7,9 @@
 
 int main(int, char** arguments) {
     marlet::FilePasswordItems items(arguments[1]);
-    int count = std::atoi(arguments[3]);
+    long count = std::strtol(arguments[3], nullptr, 10);
     bool isFine = true;
-    for (int index = 0; index < count; ++index) {
+    for (long index = 0; index < count; ++index) {
         marlet::PasswordQuery query{"service", arguments[2] + std::to_string(index), false};
         isFine = isFine && items.add(query, "secret", "label") == marlet::keychainDone;
     }

@@ -56,7 +56,6 @@ GVariant* callBus(GDBusConnection* connection, const char* method, GVariant* arg
 
 struct BusConnection::State {
     GDBusConnection* connection = nullptr;
-    std::string lastCall;
 };
 
 namespace {
@@ -80,7 +79,7 @@ GDBusMessage* takeCall(GDBusConnection* connection, GDBusMessage* message, gbool
     if (!isIncoming || g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
         return message;
     }
-    if (static_cast<BusConnection::State*>(data)->lastCall == g_dbus_message_get_member(message)) {
+    if (std::string_view(g_dbus_message_get_member(message)) == static_cast<const char*>(data)) {
         g_dbus_connection_close(connection, nullptr, nullptr, nullptr);
     } else {
         GDBusMessage* reply = answer(message);
@@ -114,9 +113,8 @@ bool BusConnection::hasOwner(const std::string& name) const {
     return isOwned != FALSE;
 }
 
-void BusConnection::playDyingService(std::string last) {
-    state->lastCall = std::move(last);
-    g_dbus_connection_add_filter(state->connection, takeCall, state.get(), nullptr);
+void BusConnection::playDyingService(const char* last) {
+    g_dbus_connection_add_filter(state->connection, takeCall, const_cast<char*>(last), nullptr);
     g_variant_unref(callBus(state->connection, "RequestName", g_variant_new("(su)", secretsName, 0U)));
 }
 

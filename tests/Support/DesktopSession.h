@@ -21,14 +21,14 @@ public:
     ~BusConnection();
 
     bool hasOwner(const std::string& name) const;
-    // Plays a Secret Service that opens sessions, can do nothing else, and leaves the bus when it is called by `last`.
-    void playDyingService(std::string last);
+    // Plays a Secret Service that opens sessions, can do nothing else, and leaves the bus when it is called by `last`,
+    // which must outlive it.
+    void playDyingService(const char* last);
     // Has the Secret Service lock one of its collections.
     void lockCollection(const std::string& path) const;
 
-    struct State;
-
 private:
+    struct State;
     std::unique_ptr<State> state;
 };
 
