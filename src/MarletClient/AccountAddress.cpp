@@ -12,7 +12,7 @@
 namespace marlet {
 namespace {
 
-constexpr std::array<std::string_view, 2> apiPaths{"/api/v1", "/api/v3"};
+constexpr std::array<std::string_view, 3> apiPaths{"/api/v1", "/api/v3", "/api/v4"};
 
 std::string lowercased(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](char character) {

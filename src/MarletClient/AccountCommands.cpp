@@ -39,7 +39,7 @@ void checkLocalAccount(const AccountAddOptions& options) {
 }
 
 void checkBuiltIn(BackendKind kind) {
-    if (kind == BackendKind::gitlab || kind == BackendKind::jira) {
+    if (kind == BackendKind::jira) {
         throw CommandError(fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(kind)));
     }
 }

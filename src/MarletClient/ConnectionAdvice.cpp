@@ -78,6 +78,9 @@ std::string neededPermissions(BackendKind kind) {
         return "The token needs the scopes repo, read:org, project and notifications, or, when it is a fine-grained "
                "one, access to the repositories with the permission to read and write issues.";
     }
+    if (kind == BackendKind::gitlab) {
+        return "The token needs the scope api.";
+    }
     if (kind == BackendKind::vikunja) {
         return "The token needs every permission for tasks, their comments, labels and relations, and for labels, and "
                "the permissions to read projects and notifications.";

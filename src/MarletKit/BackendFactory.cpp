@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "ForgeBackend/ForgeTaskBackend.h"
+#include "GitLabBackend/GitLabTaskBackend.h"
 #include "MarletCore/BackendError.h"
 #include "MarletHTTP/CurlTransport.h"
 #include "VikunjaBackend/VikunjaTaskBackend.h"
@@ -12,18 +13,23 @@ namespace {
 
 constexpr int64_t itemLimit = 1000;
 
+template <class Backend>
+std::shared_ptr<TaskBackend> make(const Account& account, const std::string& token) {
+    return std::make_shared<Backend>(account, token, CurlTransport::shared(), itemLimit,
+                                     std::make_shared<SystemClock>());
+}
+
 }  // namespace
 
 std::shared_ptr<TaskBackend> makeBackend(const Account& account, const std::string& token) {
     switch (account.kind) {
         case BackendKind::github:
         case BackendKind::forgejo:
-            return std::make_shared<ForgeTaskBackend>(account, token, CurlTransport::shared(), itemLimit,
-                                                      std::make_shared<SystemClock>());
-        case BackendKind::vikunja:
-            return std::make_shared<VikunjaTaskBackend>(account, token, CurlTransport::shared(), itemLimit,
-                                                        std::make_shared<SystemClock>());
+            return make<ForgeTaskBackend>(account, token);
         case BackendKind::gitlab:
+            return make<GitLabTaskBackend>(account, token);
+        case BackendKind::vikunja:
+            return make<VikunjaTaskBackend>(account, token);
         case BackendKind::jira:
             throw BackendError::rejected(
                 fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(account.kind)));

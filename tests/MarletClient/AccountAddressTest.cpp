@@ -27,6 +27,7 @@ TEST(AccountAddressTest, anAddressIsKeptInOneForm) {
         {"https://git.example.org/api/v1/", "https://git.example.org"},
         {"https://git.example.org/forge/api/v1", "https://git.example.org/forge"},
         {"https://github.example.org/api/v3", "https://github.example.org"},
+        {"https://gitlab.example.org/api/v4/", "https://gitlab.example.org"},
         {"https://git.example.org/Forge", "https://git.example.org/Forge"},
     };
     for (const auto& [typed, kept] : table) {

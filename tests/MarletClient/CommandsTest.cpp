@@ -64,8 +64,8 @@ TEST_P(CommandsTest, accountsAreAddedListedAndRemoved) {
 }
 
 TEST_P(CommandsTest, anAccountOfAServiceThatIsNotBuiltInIsRefusedInPlainWords) {
-    EXPECT_EQ(client.error({"account", "add", "gitlab", "--name", "Work"}),
-              "GitLab accounts aren't built into this version of Marlet yet.");
+    EXPECT_EQ(client.error({"account", "add", "jira", "--name", "Work"}),
+              "Jira accounts aren't built into this version of Marlet yet.");
     EXPECT_EQ(client.error({"account", "add", "local", "--name", "Home", "--url", "https://example.org"}),
               "An \"On This Mac\" account has no server, user or token. Leave them out.");
     EXPECT_EQ(client.error({"account", "add", "local", "--name", " "}), "The account's name must not be empty.");

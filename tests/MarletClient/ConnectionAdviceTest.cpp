@@ -50,6 +50,8 @@ TEST(ConnectionAdviceTest, theEnginesOwnTextStandsFirstAndThenWhatToDo) {
               "Not found on the server. github.example.org doesn't look like a GitHub server; give the address of its "
               "start page with --url.");
     EXPECT_NE(told(BackendError::http(403), gitHub).find("fine-grained"), std::string::npos);
+    EXPECT_EQ(told(BackendError::http(403), account(BackendKind::gitlab, "https://gitlab.example.org")),
+              "The server responded with HTTP 403. The token needs the scope api.");
     std::string limited = told(BackendError::rateLimited(dateFromSeconds(1'800'000'000)), forge);
     EXPECT_TRUE(limited.starts_with("Rate limited until ") && limited.ends_with(". Try again after that.")) << limited;
 }
