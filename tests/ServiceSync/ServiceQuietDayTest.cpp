@@ -7,6 +7,7 @@
 #include <map>
 
 #include "SyncedForge.h"
+#include "SyncedGitLab.h"
 #include "SyncedVikunja.h"
 
 namespace marlet {
@@ -25,6 +26,7 @@ struct DayCase {
     bool offersETags = true;
     bool givesHints = true;
     bool hintsSinceADate = true;  // each time another request, which is never answered by 304
+    double lists = 1;             // that polling reads of each project
 
     friend void PrintTo(const DayCase& tested, std::ostream* stream) { *stream << tested.name; }
 };
@@ -37,6 +39,7 @@ auto forge(FakeForgeKind kind, const std::string& token) {
 const auto gitHub = forge(FakeForgeKind::github, "ghp_secret");
 const auto gitHubWithoutHints = forge(FakeForgeKind::github, "github_pat_secret");
 const auto forgejo = forge(FakeForgeKind::forgejo, "secret");
+const auto gitLab = [](SyncPolicy policy) { return std::make_unique<SyncedGitLab>(policy); };
 const auto vikunja = [](SyncPolicy policy) { return std::make_unique<SyncedVikunja>(policy); };
 
 const DayCase days[] = {{"gitHubWithHints", gitHub, false, 0.15},
@@ -46,6 +49,8 @@ const DayCase days[] = {{"gitHubWithHints", gitHub, false, 0.15},
                         {"forgejo", forgejo, false, 0.15},
                         {"forgejoRelaxed", forgejo, true, 0.04},
                         {"forgejoWithoutETags", forgejo, false, 0.15, false},
+                        {"gitLab", gitLab, false, 0.15, true, true, false, 2},
+                        {"gitLabRelaxed", gitLab, true, 0.04, true, true, false, 2},
                         {"vikunja", vikunja, false, 0.03, true, true, false},
                         {"vikunjaRelaxed", vikunja, true, 0.01, true, true, false},
                         {"vikunjaWithoutETags", vikunja, false, 0.03, false, true, false}};
@@ -64,16 +69,19 @@ struct DayReport {
 
 std::string kindOf(const std::string& request) {
     auto contains = [&](std::string_view text) { return request.find(text) != std::string::npos; };
-    if (contains("/notifications")) {
+    if (contains("/notifications") || contains("/todos")) {
         return "hint";
     }
     if (contains("/tasks?sort_by")) {
         return "probe";
     }
-    if (!contains("/issues?") && !contains("/tasks?")) {
+    if (contains("/issues_statistics")) {
+        return "count";
+    }
+    if (!contains("/issues?") && !contains("/merge_requests?") && !contains("/tasks?")) {
         return "list";
     }
-    if (contains("since=")) {
+    if (contains("since=") || contains("updated_after=")) {
         return "delta";
     }
     return contains("_page=100") || contains("=50") ? "full" : "count";
@@ -132,7 +140,7 @@ TEST_P(ServiceQuietDayTest, costsASmallShareOfPolling) {
 
     scene.runFor(day);
 
-    double polling = projectCount * day / policy.deltaInterval;
+    double polling = GetParam().lists * projectCount * day / policy.deltaInterval;
     DayReport found = report(scene.service().log(), start);
     print(GetParam(), found, polling, pollingBytes);
     EXPECT_LT(static_cast<double>(found.requests), GetParam().bound * polling);

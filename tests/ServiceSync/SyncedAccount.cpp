@@ -56,13 +56,13 @@ std::vector<TaskSnapshot> SyncedAccount::tasks(const std::string& project) {
     return run(store.taskSnapshots(query));
 }
 
-TaskSnapshot SyncedAccount::task(const std::string& project, int64_t number) {
-    return run(store.taskSnapshot(taskKey(account.id, project, std::to_string(number)))).value();
+TaskSnapshot SyncedAccount::task(const std::string& project, const std::string& taskID) {
+    return run(store.taskSnapshot(taskKey(account.id, project, taskID))).value();
 }
 
-void SyncedAccount::edit(const std::string& project, int64_t number,
+void SyncedAccount::edit(const std::string& project, const std::string& taskID,
                          const std::function<void(TaskItem& item)>& change) {
-    run(store.editTask(taskKey(account.id, project, std::to_string(number)), clock->now(), change));
+    run(store.editTask(taskKey(account.id, project, taskID), clock->now(), change));
 }
 
 std::string SyncedAccount::accountError() {

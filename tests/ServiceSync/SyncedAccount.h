@@ -42,8 +42,12 @@ public:
     void runFor(double seconds);
 
     std::vector<TaskSnapshot> tasks(const std::string& project);
-    TaskSnapshot task(const std::string& project, int64_t number);
-    void edit(const std::string& project, int64_t number, const std::function<void(TaskItem& item)>& change);
+    TaskSnapshot task(const std::string& project, const std::string& taskID);
+    TaskSnapshot task(const std::string& project, int64_t number) { return task(project, std::to_string(number)); }
+    void edit(const std::string& project, const std::string& taskID, const std::function<void(TaskItem& item)>& change);
+    void edit(const std::string& project, int64_t number, const std::function<void(TaskItem& item)>& change) {
+        edit(project, std::to_string(number), change);
+    }
     std::string accountError();  // empty when there is none
 
     TestLoop loop;
