@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandLine.h"
@@ -37,6 +38,13 @@ std::string withoutAPIPath(std::string path) {
     return path;
 }
 
+// Also of an address that names none.
+bool isPort(const std::string& text) {
+    uint16_t port = 1;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    return text.empty() || (error == std::errc() && end == text.data() + text.size() && port > 0);
+}
+
 void check(const URLComponents& parts) {
     if (parts.scheme != "https" && parts.scheme != "http") {
         throw UsageError("The server's address must begin with https:// or http://.");
@@ -48,6 +56,9 @@ void check(const URLComponents& parts) {
     }
     if (!parts.host || parts.host->empty() || parts.host->find('%') != std::string::npos) {
         throw UsageError("The server's address names no host that could be reached.");
+    }
+    if (!isPort(parts.port)) {
+        throw UsageError("The port in the server's address must be a number from 1 to 65535.");
     }
     if (parts.query || parts.fragment) {
         throw UsageError("Give the address of the server's start page, without anything behind a \"?\" or \"#\".");
