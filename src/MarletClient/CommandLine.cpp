@@ -325,7 +325,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     root.set_help_flag("--help,-h", "Show this help");
     root.set_version_flag("--version", std::string("marlet ") + versionText, "Show the version");
     std::string folder;
-    root.add_option("--data", folder, "The data folder")->type_name("DIR");
+    root.add_option("--data", folder, fmt::format("The data folder ({})", DataFolder::defaultPath().string()))
+        ->type_name("DIR");
     root.add_flag("--json", line.wantsJSON, "One JSON value on standard output");
     addGeneralCommands(root, line.request);
     addAccountCommands(root, line);

@@ -13,6 +13,9 @@ namespace marlet {
 namespace {
 
 constexpr size_t shownIDLength = 8;
+const char* const refusalAdvice =
+    "What was refused waits: change it with marlet task edit, send it again with marlet pending retry, or give it up "
+    "with marlet pending discard.\n";
 
 // The member as text: empty when it is absent, null or no text or number.
 std::string text(const JSONValue& object, std::string_view key) {
@@ -98,6 +101,10 @@ std::string taskState(const JSONValue& task) {
     return fmt::format("{}", fmt::join(words, ", "));
 }
 
+bool isRefused(const JSONValue& task) {
+    return text(task, "sync_state") == "rejected";
+}
+
 std::string taskTable(const JSONValue::Array& tasks, const Terminal& terminal) {
     if (tasks.empty()) {
         return "No tasks.\n";
@@ -108,7 +115,8 @@ std::string taskTable(const JSONValue::Array& tasks, const Terminal& terminal) {
         table.add({text(task, "task_id").substr(0, shownIDLength), reference(text(task, "number")), text(task, "title"),
                    text(task, "project"), localDay(text(task, "due_date")), taskState(task), text(task, "sync_error")});
     }
-    return table.text(terminal);
+    bool tellsMore = std::any_of(tasks.begin(), tasks.end(), isRefused);
+    return table.text(terminal) + (tellsMore ? refusalAdvice : "");
 }
 
 std::string projectTable(const JSONValue::Array& projects, const Terminal& terminal) {
@@ -201,6 +209,7 @@ std::string taskDetail(const JSONValue& task) {
     add("tracked", tracked > 0 ? duration(tracked) : "");
     add("updated", localMoment(text(task, "updated_at")));
     add("url", text(task, "url"));
+    result += isRefused(task) ? refusalAdvice : "";
     std::string notes = text(task, "notes");
     if (!notes.empty()) {
         result += "\n" + lines(notes);
@@ -217,7 +226,8 @@ std::string status(const JSONValue& result, const Terminal& terminal) {
     std::string output = endpoint.empty() ? "Marlet isn't running. Start it with marlet serve.\n"
                                           : fmt::format("Marlet is running and serves agents at {}.\n", endpoint);
     output += fmt::format("Data folder: {}\n", withoutControlCharacters(text(result, "data_folder")));
-    output += fmt::format("Changes that wait: {}, refused: {}\n", text(result, "pending"), text(result, "rejected"));
+    output += fmt::format("Changes that wait: {}, refused: {}{}\n", text(result, "pending"), text(result, "rejected"),
+                          text(result, "rejected") == "0" ? "" : " (see marlet pending list)");
     std::string timed = text(member(result, "timer"), "title");
     output += timed.empty() ? "No timer is running.\n"
                             : fmt::format("The timer runs on: {}\n", withoutControlCharacters(timed));

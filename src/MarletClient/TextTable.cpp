@@ -66,13 +66,15 @@ std::string TextTable::text(const Terminal& terminal) const {
         result.erase(result.find_last_not_of(' ') + 1);
         return result;
     };
-    std::string titles = line([&](size_t column) { return columns[column].title; });
+    // A terminal too narrow even so cuts the line rather than breaking it.
+    auto cut = [&](const std::string& content) {
+        return terminal.width > 0 ? fitted(content, terminal.width) : content;
+    };
+    std::string titles = cut(line([&](size_t column) { return columns[column].title; }));
     std::string result = terminal.hasColor ? boldOn + titles + boldOff : titles;
     result += '\n';
     for (const auto& row : rows) {
-        std::string content = line([&](size_t column) { return row[column]; });
-        // A terminal too narrow even so cuts the line rather than breaking it.
-        result += (terminal.width > 0 ? fitted(content, terminal.width) : content) + '\n';
+        result += cut(line([&](size_t column) { return row[column]; })) + '\n';
     }
     return result;
 }

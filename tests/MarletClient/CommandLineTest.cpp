@@ -4,6 +4,7 @@
 
 #include "ClientScenario.h"
 #include "MarletBase/Coding.h"
+#include "MarletClient/DataFolder.h"
 #include "MarletClient/Options.h"
 
 namespace marlet {
@@ -100,6 +101,7 @@ TEST(CommandLineTest, textKeepsItsBracketsAndDashes) {
 TEST(CommandLineTest, helpAndVersionAreNoErrors) {
     ClientScenario client;
     EXPECT_TRUE(parseCommandLine({"--help"}).information->starts_with("Keeps the tasks"));
+    EXPECT_NE(parseCommandLine({"--help"}).information->find(DataFolder::defaultPath().string()), std::string::npos);
     EXPECT_NE(parseCommandLine({"task", "add", "--help"}).information->find("--notes"), std::string::npos);
     ChildOutcome version = client.run({"--version"});
     EXPECT_EQ(version.status, 0);

@@ -42,6 +42,12 @@ TEST(OutputTest, linesFitTheTerminalAndAreWholeInAFile) {
     EXPECT_NE(table.text(file).find(longTitle), std::string::npos);
 }
 
+TEST(OutputTest, noLineIsWiderThanTheNarrowestTerminal) {
+    TextTable table({{"IDENTIFIER"}, {"TITLE", true}});
+    table.add({"12345678", "Water the beans"});
+    EXPECT_EQ(table.text({.isTerminal = true, .width = 8, .hasColor = false}), "IDENTIF…\n1234567…\n");
+}
+
 TEST(OutputTest, aTitleLineIsBoldOnlyWhereThereIsColor) {
     TextTable table({{"ID"}});
     table.add({"1"});
@@ -105,6 +111,22 @@ TEST(OutputTest, anEmptyResultIsSaidInWords) {
     EXPECT_EQ(presented("task list", reply, file), "No tasks.\n");
     reply.result = JSONValue::object({{"accounts", JSONValue::Array()}});
     EXPECT_EQ(presented("account list", reply, file), "No accounts. Add one with marlet account add.\n");
+}
+
+TEST(OutputTest, aRefusedChangeIsShownWithWhatCanBeDone) {
+    const std::string advice =
+        "What was refused waits: change it with marlet task edit, send it again with marlet pending retry, or give it "
+        "up with marlet pending discard.\n";
+    auto shown = [](const std::string& command, const char* state) {
+        JSONValue task = JSONValue::object({{"task_id", "A"}, {"title", "Water"}, {"sync_state", state}});
+        CommandReply reply;
+        reply.result = command == "task edit" ? task : JSONValue::object({{"tasks", JSONValue::array({task})}});
+        return presented(command, reply, file);
+    };
+    EXPECT_EQ(shown("pending list", "rejected"), "ID  TITLE  STATE\nA   Water  rejected\n" + advice);
+    EXPECT_EQ(shown("pending list", "pending"), "ID  TITLE  STATE\nA   Water  pending\n");
+    EXPECT_TRUE(shown("task edit", "rejected").ends_with(advice));
+    EXPECT_FALSE(shown("task edit", "pending").ends_with(advice));
 }
 
 TEST(OutputTest, aSyncIsWellOnlyWhenNothingWentWrong) {

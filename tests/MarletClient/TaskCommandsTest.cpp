@@ -179,6 +179,8 @@ TEST_P(TaskCommandsTest, aRefusedChangeIsListedRetriedAndDiscarded) {
 
     EXPECT_EQ(textsOf(client.json({"pending", "list"}), "tasks", "title"), Texts{"The garden"});
     EXPECT_EQ(memberOf(client.json({"status"}), "rejected"), JSONValue(1));
+    EXPECT_NE(client.run({"status"}).output.find("Changes that wait: 0, refused: 1 (see marlet pending list)\n"),
+              std::string::npos);
     JSONValue synced = client.json({"sync"}, 1);
     EXPECT_EQ(textsOf(synced, "rejected_tasks", "title"), Texts{"The garden"});
     ChildOutcome shown = client.run({"sync"});
