@@ -115,7 +115,7 @@ Async<std::vector<Project>> verify(Engine& engine, Account account, std::string 
     } catch (...) {
         failure = std::current_exception();
     }
-    throw CommandError(connectionFailure(failure, account));
+    throw CommandError(connectionFailure(failure, account, ConnectionTrial::address));
 }
 
 Async<CommandReply> addRemote(Engine& engine, AccountAddOptions options) {
@@ -141,9 +141,30 @@ Async<CommandReply> list(Engine& engine, NoOptions) {
     co_return success(std::move(accounts));
 }
 
+// The account goes before its token does.
+Async<void> refuseRemoval(TaskStore& store, Account account, std::exception_ptr failure) {
+    std::vector<AccountSyncState> left = co_await store.accounts();
+    bool isThere = std::any_of(left.begin(), left.end(),
+                               [&](const AccountSyncState& state) { return state.account.id == account.id; });
+    if (isThere || isLocal(account.kind)) {
+        std::rethrow_exception(failure);
+    }
+    throw CommandError(fmt::format(
+        "The account {} is removed, but its token may still be on this computer: revoke it on the server. {}",
+        account.displayName, localizedDescription(failure)));
+}
+
 Async<CommandReply> remove(Engine& engine, AccountOptions options) {
     AccountSyncState state = co_await accountNamed(engine.store(), options.account);
-    co_await engine.services().removeAccount(state.account.id);
+    std::exception_ptr failure;
+    try {
+        co_await engine.services().removeAccount(state.account.id);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        co_await refuseRemoval(engine.store(), state.account, failure);
+    }
     co_return success(JSONValue::object({
         {"removed", true},
         {"account_id", state.account.id.text()},
@@ -172,7 +193,8 @@ Async<CommandReply> setToken(Engine& engine, AccountTokenOptions options) {
         failure = std::current_exception();
     }
     if (failure) {
-        throw CommandError(fmt::format("{} The account keeps the token it had.", connectionFailure(failure, account)));
+        throw CommandError(fmt::format("{} The account keeps the token it had.",
+                                       connectionFailure(failure, account, ConnectionTrial::token)));
     }
     co_return co_await accountReply(engine, account.id, "The new token works and is kept.");
 }

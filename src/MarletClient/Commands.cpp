@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "MarletClient/ConnectionAdvice.h"
+#include "MarletCore/BackendError.h"
 #include "MarletIPC/LineProtocol.h"
 #include "MarletMCP/MCPTool.h"
 
@@ -51,6 +53,9 @@ Async<CommandReply> runCommand(Engine& engine, CommandRequest request) {
         }
     } catch (const MCPToolError& error) {
         reply = CommandReply::failure(inCommandLineWords(error.message()));
+    } catch (const BackendError& error) {
+        bool needsToken = error == BackendError::unauthorized();
+        reply = CommandReply::failure(error.errorDescription() + (needsToken ? std::string(" ") + newTokenAdvice : ""));
     } catch (...) {
         reply = CommandReply::failure(localizedDescription(std::current_exception()));
     }

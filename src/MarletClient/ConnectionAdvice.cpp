@@ -8,15 +8,23 @@
 #include "MarletHTTP/NetworkError.h"
 
 namespace marlet {
-namespace {
 
-std::string wrongAddress(const Account& account) {
-    return fmt::format("{} doesn't look like a {} server; give the address of its start page with --url.",
-                       hostAndPort(account.baseURL), displayName(account.kind));
-}
+const char* const newTokenAdvice = "Give the account a new one with marlet account token.";
+
+namespace {
 
 struct Advice {
     const Account& account;
+    ConnectionTrial trial;
+
+    std::string wrongServer() const {
+        std::string server = hostAndPort(account.baseURL);
+        std::string service = displayName(account.kind);
+        return trial == ConnectionTrial::address
+                   ? fmt::format("{} doesn't look like a {} server; give the address of its start page with --url.",
+                                 server, service)
+                   : fmt::format("{} doesn't answer as a {} server does. Try again later.", server, service);
+    }
 
     std::string operator()(const BackendError::RateLimited& error) const {
         return error.until ? "Try again after that." : "Try again in a quarter of an hour.";
@@ -25,7 +33,7 @@ struct Advice {
         if (error.status >= 500) {
             return "That is the server's own trouble. Try again in a while.";
         }
-        return error.status == 403 ? neededPermissions(account.kind) : wrongAddress(account);
+        return error.status == 403 ? neededPermissions(account.kind) : wrongServer();
     }
     std::string operator()(const BackendError::Rejected& error) const {
         // A server that names its single sign-on has said what to do.
@@ -34,6 +42,9 @@ struct Advice {
     }
     std::string operator()(const BackendError::UnknownLabels&) const { return {}; }
     std::string operator()(const BackendError::Unauthorized&) const {
+        if (trial == ConnectionTrial::nothing) {
+            return newTokenAdvice;
+        }
         std::string text = fmt::format(
             "Check that it was copied whole, that it hasn't expired or been revoked, and that it was made "
             "on {}.",
@@ -41,25 +52,29 @@ struct Advice {
         // It doesn't tell a token that lacks a permission from one that is worth nothing.
         return account.kind == BackendKind::vikunja ? text + " " + neededPermissions(account.kind) : text;
     }
-    std::string operator()(const BackendError::NotFound&) const { return wrongAddress(account); }
-    std::string operator()(const BackendError::InvalidURL&) const { return wrongAddress(account); }
-    std::string operator()(const BackendError::InvalidResponse&) const { return wrongAddress(account); }
+    std::string operator()(const BackendError::NotFound&) const { return wrongServer(); }
+    std::string operator()(const BackendError::InvalidURL&) const { return wrongServer(); }
+    std::string operator()(const BackendError::InvalidResponse&) const { return wrongServer(); }
 };
 
-std::string networkAdvice(const NetworkError& error, const URL& address) {
-    bool isPlainServer = error.kind() == NetworkError::Kind::tls && isLoopback(address);
-    return isPlainServer ? "If the server has no https, give its address with http://." : "";
+// A server without encryption may also wait for more of what it takes for the beginning of a request.
+bool mayLackEncryption(const NetworkError& error, const URL& address) {
+    bool isSilent = error.kind() == NetworkError::Kind::tls || error.kind() == NetworkError::Kind::timedOut;
+    return isSilent && isLoopback(address) && address.components().scheme == "https";
 }
 
-std::string advice(const std::exception_ptr& error, const Account& account) {
+std::string advice(const std::exception_ptr& error, const Advice& next) {
     try {
         std::rethrow_exception(error);
     } catch (const BackendError& known) {
-        return std::visit(Advice{account}, known.payload());
+        return std::visit(next, known.payload());
     } catch (const DecodingError&) {
-        return wrongAddress(account);
+        return next.wrongServer();
     } catch (const NetworkError& network) {
-        return networkAdvice(network, account.baseURL);
+        bool isNewAddress = next.trial == ConnectionTrial::address;
+        return isNewAddress && mayLackEncryption(network, next.account.baseURL)
+                   ? "If the server has no https, give its address with http://."
+                   : "";
     } catch (...) {
         return {};
     }
@@ -67,9 +82,9 @@ std::string advice(const std::exception_ptr& error, const Account& account) {
 
 }  // namespace
 
-std::string connectionFailure(const std::exception_ptr& error, const Account& account) {
+std::string connectionFailure(const std::exception_ptr& error, const Account& account, ConnectionTrial trial) {
     std::string text = localizedDescription(error);
-    std::string next = advice(error, account);
+    std::string next = advice(error, Advice{account, trial});
     return next.empty() ? text : fmt::format("{} {}", text, next);
 }
 

@@ -102,7 +102,7 @@ Async<AccountSyncState> accountNamed(TaskStore& store, std::string text) {
     co_return named.front();
 }
 
-Async<ProjectSnapshot> projectNamed(TaskStore& store, std::string text) {
+Async<ProjectSnapshot> projectNamed(TaskStore& store, std::string text, std::optional<UUID> accountID) {
     std::optional<ProjectSnapshot> known = co_await store.projectSnapshot(text);
     if (known) {
         co_return *known;
@@ -110,6 +110,12 @@ Async<ProjectSnapshot> projectNamed(TaskStore& store, std::string text) {
     std::vector<ProjectSnapshot> projects = co_await store.projectSnapshots(std::nullopt, false);
     std::vector<ProjectSnapshot> named =
         withName(projects, text, [](const ProjectSnapshot& project) -> const std::string& { return project.name; });
+    auto elsewhere = std::stable_partition(named.begin(), named.end(), [&](const ProjectSnapshot& project) {
+        return !accountID || project.accountID == *accountID;
+    });
+    if (elsewhere != named.begin()) {
+        named.erase(elsewhere, named.end());
+    }
     if (named.empty()) {
         throw NamingError(fmt::format("No project \"{}\". Use marlet project list --all to find it.", text));
     }

@@ -22,8 +22,8 @@ std::string listed(const std::vector<std::string>& candidates);
 // By id, or by a name that only one account has.
 Async<AccountSyncState> accountNamed(TaskStore& store, std::string text);
 
-// By key, or by a name that only one project has.
-Async<ProjectSnapshot> projectNamed(TaskStore& store, std::string text);
+// By key, or by a name that only one project has. Of several with the name, the account's is meant if one is given.
+Async<ProjectSnapshot> projectNamed(TaskStore& store, std::string text, std::optional<UUID> accountID = {});
 // In the order given, each once.
 Async<std::vector<ProjectSnapshot>> projectsNamed(TaskStore& store, std::vector<std::string> texts);
 

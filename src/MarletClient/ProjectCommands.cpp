@@ -5,6 +5,7 @@
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandShapes.h"
 #include "MarletClient/Commands.h"
+#include "MarletClient/ConnectionAdvice.h"
 #include "MarletClient/Naming.h"
 #include "MarletClient/Options.h"
 
@@ -67,7 +68,15 @@ Async<CommandReply> unsubscribe(Engine& engine, ProjectsOptions options) {
 
 Async<CommandReply> refresh(Engine& engine, AccountOptions options) {
     AccountSyncState state = co_await accountNamed(engine.store(), options.account);
-    co_await engine.services().sync().refreshProjects(state.account.id, engine.now());
+    std::exception_ptr failure;
+    try {
+        co_await engine.services().sync().refreshProjects(state.account.id, engine.now());
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        throw CommandError(connectionFailure(failure, state.account, ConnectionTrial::nothing));
+    }
     std::vector<ProjectSnapshot> projects = co_await engine.store().projectSnapshots(state.account.id, false);
     co_return success(projectsJSON(projects));
 }

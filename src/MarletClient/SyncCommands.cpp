@@ -4,6 +4,7 @@
 
 #include "MarletClient/CommandShapes.h"
 #include "MarletClient/Commands.h"
+#include "MarletClient/ConnectionAdvice.h"
 #include "MarletClient/Naming.h"
 #include "MarletClient/Options.h"
 #include "MarletCore/BackendError.h"
@@ -28,7 +29,7 @@ Async<Scope> scopeOf(TaskStore& store, SyncOptions options) {
         scope.accountID = state.account.id;
     }
     if (options.project) {
-        scope.project = co_await projectNamed(store, *options.project);
+        scope.project = co_await projectNamed(store, *options.project, scope.accountID);
         if (scope.accountID && scope.project->accountID != *scope.accountID) {
             throw CommandError(fmt::format("The project {} belongs to another account.", scope.project->name));
         }
@@ -51,7 +52,7 @@ struct Findings {
 std::string accountTrouble(const AccountSyncState& state) {
     bool needsToken = state.syncError == BackendError::unauthorized().errorDescription();
     return fmt::format("{}: {}{}\n", state.account.displayName, *state.syncError,
-                       needsToken ? " Give the account a new one with marlet account token." : "");
+                       needsToken ? std::string(" ") + newTokenAdvice : "");
 }
 
 Async<Findings> findings(TaskStore& store, Scope scope) {

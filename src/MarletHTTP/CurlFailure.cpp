@@ -69,10 +69,10 @@ NetworkError describe(const CurlFailure& failure, const std::string& host) {
         case CURLE_OPERATION_TIMEDOUT:
             return {Kind::timedOut, fmt::format("The server {} didn't answer in time. Try again later.", host)};
         case CURLE_PEER_FAILED_VERIFICATION:
-            return {Kind::tls, certificateText(failure.certificateProblem, host)};
+            return {Kind::certificate, certificateText(failure.certificateProblem, host)};
         case CURLE_SSL_ISSUER_ERROR:
         case CURLE_SSL_INVALIDCERTSTATUS:
-            return {Kind::tls, certificateText(X509_V_ERR_CERT_UNTRUSTED, host)};
+            return {Kind::certificate, certificateText(X509_V_ERR_CERT_UNTRUSTED, host)};
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_SSL_CIPHER:
         case CURLE_USE_SSL_FAILED:
@@ -92,7 +92,7 @@ NetworkError describe(const CurlFailure& failure, const std::string& host) {
         case CURLE_SSL_ENGINE_NOTFOUND:
         case CURLE_SSL_ENGINE_SETFAILED:
         case CURLE_SSL_ENGINE_INITFAILED:
-            return {Kind::tls,
+            return {Kind::certificate,
                     fmt::format("The server {} can't be verified: this computer's list of trusted authorities can't be "
                                 "read. Install the package ca-certificates.",
                                 host)};

@@ -137,6 +137,19 @@ TEST_P(CommandsTest, syncTellsWhatItFoundAsTheToolDoes) {
               "No account \"Nobody\". Use marlet account list to find it.");
 }
 
+TEST_P(CommandsTest, aProjectOfTheGivenAccountIsMeantWhereOthersHaveItsName) {
+    const std::string first = accountID();
+    const std::string firstKey = projectKey();
+    client.json({"account", "add", "local", "--name", "Elsewhere"});
+    JSONValue synced = client.json({"sync", "--account", "Elsewhere", "--project", "Tasks"});
+    std::vector<std::string> ids = textsOf(synced, "accounts", "account_id");
+    EXPECT_EQ(ids.size(), 1U);
+    EXPECT_NE(ids, std::vector<std::string>{first});
+    EXPECT_TRUE(client.error({"sync", "--project", "Tasks"}).starts_with("2 projects are named \"Tasks\"."));
+    EXPECT_EQ(client.error({"sync", "--account", "Elsewhere", "--project", firstKey}),
+              "The project Tasks belongs to another account.");
+}
+
 TEST_P(CommandsTest, onlyChangesThatWaitCanBeRetriedOrDiscarded) {
     client.addTask("Water the beans");
     EXPECT_EQ(client.json({"pending", "list"}), JSONValue::object({{"tasks", JSONValue::Array()}}));

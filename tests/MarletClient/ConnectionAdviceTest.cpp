@@ -14,8 +14,8 @@ Account account(BackendKind kind, const char* address) {
 }
 
 template <class Error>
-std::string told(const Error& error, const Account& account) {
-    return connectionFailure(std::make_exception_ptr(error), account);
+std::string told(const Error& error, const Account& account, ConnectionTrial trial = ConnectionTrial::address) {
+    return connectionFailure(std::make_exception_ptr(error), account, trial);
 }
 
 TEST(ConnectionAdviceTest, theEnginesOwnTextStandsFirstAndThenWhatToDo) {
@@ -71,6 +71,31 @@ TEST(ConnectionAdviceTest, theNetworksTextIsEnoughButForAServerOfOnesOwnWithoutH
               "No TLS. If the server has no https, give its address with http://.");
     EXPECT_EQ(told(refused, account(BackendKind::forgejo, "https://localhost:3000")), "Nobody there.");
     EXPECT_EQ(told(tls, account(BackendKind::forgejo, "https://git.example.org")), "No TLS.");
+    NetworkError silent(NetworkError::Kind::timedOut, "No answer.");
+    EXPECT_EQ(told(silent, account(BackendKind::forgejo, "https://127.0.0.1:3000")),
+              "No answer. If the server has no https, give its address with http://.");
+    EXPECT_EQ(told(silent, account(BackendKind::forgejo, "http://127.0.0.1:3000")), "No answer.");
+}
+
+TEST(ConnectionAdviceTest, aServerWhoseCertificateIsNotTrustedHasHTTPS) {
+    NetworkError untrusted(NetworkError::Kind::certificate, "Not trusted.");
+    EXPECT_EQ(told(untrusted, account(BackendKind::forgejo, "https://localhost:3000")), "Not trusted.");
+}
+
+TEST(ConnectionAdviceTest, whatHasWorkedBeforeIsNotDoubted) {
+    Account forge = account(BackendKind::forgejo, "https://git.example.org");
+    Account ownServer = account(BackendKind::forgejo, "https://localhost:3000");
+    const std::string otherAnswer = "git.example.org doesn't answer as a Forgejo server does. Try again later.";
+    for (ConnectionTrial trial : {ConnectionTrial::token, ConnectionTrial::nothing}) {
+        EXPECT_EQ(told(BackendError::notFound(), forge, trial), "Not found on the server. " + otherAnswer);
+        EXPECT_EQ(told(DecodingError("", "isn't JSON"), forge, trial),
+                  DecodingError("", "isn't JSON").errorDescription() + " " + otherAnswer);
+        EXPECT_EQ(told(NetworkError(NetworkError::Kind::tls, "No TLS."), ownServer, trial), "No TLS.");
+    }
+    EXPECT_EQ(told(BackendError::unauthorized(), forge, ConnectionTrial::nothing),
+              "The server rejected the access token. Give the account a new one with marlet account token.");
+    EXPECT_TRUE(told(BackendError::unauthorized(), forge, ConnectionTrial::token)
+                    .starts_with("The server rejected the access token. Check that it was copied whole"));
 }
 
 TEST(ConnectionAdviceTest, anErrorOfAnotherKindStandsForItself) {

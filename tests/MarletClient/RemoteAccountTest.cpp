@@ -157,6 +157,12 @@ TEST_P(RemoteAccountTest, aRevokedTokenIsToldAndANewOneMendsIt) {
     EXPECT_THAT(textOf(memberOf(wrong, "error"), "message"),
                 testing::AllOf(StartsWith("The server rejected the access token. Check that it was copied whole"),
                                testing::EndsWith("The account keeps the token it had.")));
+    const std::string needsToken =
+        "The server rejected the access token. Give the account a new one with marlet account token.";
+    EXPECT_EQ(client.error({"project", "refresh", "Work"}), needsToken);
+    EXPECT_EQ(client.error({"task", "comment", "1", "Soon", "--project", "acme/rocket"}), needsToken);
+    EXPECT_EQ(client.error({"task", "show", "1", "--comments", "--project", "acme/rocket"}), needsToken);
+
     // The old one still works once the server takes it again.
     remote.forge.setToken(RemoteScenario::token);
     remote.sync();

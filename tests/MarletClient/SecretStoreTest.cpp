@@ -71,6 +71,20 @@ TEST_F(SecretStoreTest, aRemovedAccountLeavesNoTokenBehind) {
     EXPECT_EQ(fileContent().find(id), std::string::npos);
 }
 
+TEST_F(SecretStoreTest, whenTheTokenCannotBeRemovedTheAccountIsGoneAllTheSameAndThatIsTold) {
+    add("Work");
+    std::ofstream(tokenFile) << "{";
+
+    ChildOutcome refused = client.run({"account", "remove", "Work"});
+
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(
+        refused.errors.starts_with("marlet: The account Work is removed, but its token may still be on this "
+                                   "computer: revoke it on the server. The token file "))
+        << refused.errors;
+    EXPECT_TRUE(textsOf(client.json({"account", "list"}), "accounts", "account_id").empty());
+}
+
 TEST_F(SecretStoreTest, aLockedKeyringRefusesTheAccountWithWordsThatHelp) {
     signIn();
     BusConnection(session.address()).lockCollection("/org/freedesktop/secrets/collection/login");
