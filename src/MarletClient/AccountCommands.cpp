@@ -118,13 +118,14 @@ Async<std::vector<Project>> verify(Engine& engine, Account account, std::string 
     throw CommandError(connectionFailure(failure, account, ConnectionTrial::address));
 }
 
+// Without a token nothing is done but to tell what stands in the way of it.
 Async<CommandReply> addRemote(Engine& engine, AccountAddOptions options) {
     checkAccount(options);
     Account account{UUID::random(), options.kind, checkedName(options), accountAddress(options.kind, options.url)};
-    if (!options.token) {
-        throw CommandError("The account's token is missing.");
-    }
     std::string remark = co_await remarkOnOthers(engine.store(), account);
+    if (!options.token) {
+        co_return CommandReply{};
+    }
     std::vector<Project> projects = co_await verify(engine, account, *options.token);
     std::set<std::string> subscribed = selectedProjectIDs(projects, options.subscribe);
     remark = remarkOnAdded(account, projects, subscribed.size()) + remark;
@@ -179,13 +180,17 @@ Async<CommandReply> accountReply(Engine& engine, UUID accountID, std::optional<s
     co_return reply;
 }
 
+// Without a token nothing is done but to tell what stands in the way of it.
 Async<CommandReply> setToken(Engine& engine, AccountTokenOptions options) {
     AccountSyncState state = co_await accountNamed(engine.store(), options.account);
     Account account = state.account;
     if (isLocal(account.kind)) {
         throw CommandError("An \"On This Mac\" account has no token.");
     }
-    std::string token = checkedCredential(account.kind, "", options.token.value_or(""));
+    if (!options.token) {
+        co_return CommandReply{};
+    }
+    std::string token = checkedCredential(account.kind, "", *options.token);
     std::exception_ptr failure;
     try {
         co_await engine.services().updateToken(std::move(token), account);

@@ -79,6 +79,11 @@ std::string workingWords(const CommandRequest& request) {
     return request.command == "sync" ? "Syncing" : "Working";
 }
 
+CommandReply carryOut(const CommandLine& line, const DataFolder& folder) {
+    Progress progress(Terminal::of(STDERR_FILENO).isTerminal && !line.wantsJSON, workingWords(line.request));
+    return dispatch(folder, line.request, progress);
+}
+
 int follow(CommandLine line) {
     if (line.information) {
         return print(*line.information) ? done : failed;
@@ -87,13 +92,8 @@ int follow(CommandLine line) {
     if (line.request.command == "serve") {
         return runServe(line, folder);
     }
-    supplyToken(line);
-    CommandReply reply;
-    {
-        Progress progress(Terminal::of(STDERR_FILENO).isTerminal && !line.wantsJSON, workingWords(line.request));
-        reply = dispatch(folder, line.request, progress);
-    }
-    return show(line, reply);
+    supplyToken(line, [&] { return carryOut(line, folder); });
+    return show(line, carryOut(line, folder));
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ struct AccountAddOptions {
     std::string name;
     std::optional<std::string> url;
     std::optional<std::string> username;
-    std::optional<std::string> token;
+    std::optional<std::string> token;  // none: only whether the account could be added is asked, unless it is local
     std::vector<std::string> subscribe;
 };
 BOOST_DESCRIBE_STRUCT(AccountAddOptions, (), (kind, name, url, username, token, subscribe))
@@ -40,7 +40,7 @@ BOOST_DESCRIBE_STRUCT(AccountOptions, (), (account))
 
 struct AccountTokenOptions {
     std::string account;
-    std::optional<std::string> token;
+    std::optional<std::string> token;  // none: only whether it could be set is asked
 };
 BOOST_DESCRIBE_STRUCT(AccountTokenOptions, (), (account, token))
 

@@ -112,9 +112,19 @@ std::string tokenFor(const std::string& account, TokenSource source) {
                : tokenFromTerminal(fmt::format("Access token for {}: ", withoutControlCharacters(account)));
 }
 
+// Nobody shall look a token up for a command that can't be carried out anyway.
+void refuseBeforehand(TokenSource source, const std::function<CommandReply()>& rehearse) {
+    if (source == TokenSource::terminal) {
+        CommandReply reply = rehearse();
+        if (reply.error) {
+            throw CommandError(*reply.error);
+        }
+    }
+}
+
 }  // namespace
 
-void supplyToken(CommandLine& line) {
+void supplyToken(CommandLine& line, const std::function<CommandReply()>& rehearse) {
     boost::json::value& request = line.request.options;
     if (line.request.command == "account add") {
         auto options = decoded<AccountAddOptions>(request);
@@ -123,11 +133,13 @@ void supplyToken(CommandLine& line) {
         }
         options.token = "";
         checkAccount(options);
+        refuseBeforehand(line.token, rehearse);
         std::string token = tokenFor(options.name, line.token);
         options.token = checkedCredential(options.kind, options.username.value_or(""), token);
         request = encode(options, DateCoding::seconds);
     } else if (line.request.command == "account token") {
         auto options = decoded<AccountTokenOptions>(request);
+        refuseBeforehand(line.token, rehearse);
         options.token = tokenFor(options.account, line.token);
         request = encode(options, DateCoding::seconds);
     }

@@ -1,6 +1,7 @@
 // Access tokens as the user hands them over: never by the command line, which every process of the computer may read.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "MarletBase/LocalizedError.h"
@@ -14,10 +15,12 @@ public:
 };
 
 struct CommandLine;
+struct CommandReply;
 
-// Reads the token that the command wants, if it wants one, and puts it into the request; first it checks whatever can
-// be checked without. Throws the errors of checkAccount and of the functions below.
-void supplyToken(CommandLine& line);
+// Reads the token that the command wants, if it wants one, and puts it into the request. First it checks whatever can
+// be checked without, and before a user is asked, `rehearse` carries the request out as it is, without a token.
+// Throws the errors of checkAccount and of the functions below, and CommandError for what the rehearsal is refused for.
+void supplyToken(CommandLine& line, const std::function<CommandReply()>& rehearse);
 
 // Everything that standard input brings. Throws TokenInputError.
 std::string tokenFromStandardInput();

@@ -3,7 +3,10 @@
 #include <csignal>
 
 #include "ClientScenario.h"
+#include "MarletBase/Clock.h"
 #include "TerminalSession.h"
+#include "TestSupport/FakeForge.h"
+#include "TestSupport/FakeServer.h"
 
 namespace marlet {
 namespace {
@@ -92,6 +95,25 @@ TEST(TokenInputTest, withoutATerminalTheTokenHasToBePipedIn) {
     ClientScenario::Arguments piped = addWork;
     piped.emplace_back("--token-stdin");
     EXPECT_EQ(client.error(piped), "There is no token in what was given. Make one on the server's settings page.");
+}
+
+TEST(TokenInputTest, anAccountThatCannotHaveATokenIsToldBeforeOneIsAskedFor) {
+    FakeForge forge(
+        FakeForgeKind::forgejo, [] { return SystemClock().now(); }, "good");
+    FakeServer server(forge);
+    ClientScenario client;
+    const ClientScenario::Arguments addition{"account", "add", "forgejo", "--name", "Work", "--url", server.url()};
+    ClientScenario::Arguments piped = addition;
+    piped.emplace_back("--token-stdin");
+    client.json(piped, 0, "good");
+    client.json({"account", "add", "local", "--name", "Home"});
+
+    EXPECT_TRUE(client.error(addition).starts_with("There is already an account \"Work\""));
+    EXPECT_EQ(client.error({"account", "token", "Nobody"}),
+              "No account \"Nobody\". Use marlet account list to find it.");
+    EXPECT_EQ(client.error({"account", "token", "Home"}), "An \"On This Mac\" account has no token.");
+    EXPECT_EQ(client.error({"account", "token", "Work"}),
+              "There is no terminal to ask for the token. Pipe the token in and add --token-stdin.");
 }
 
 TEST(TokenInputTest, whatIsWrongBesidesIsToldBeforeATokenIsAskedFor) {
