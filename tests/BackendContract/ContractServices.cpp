@@ -1,6 +1,7 @@
 // The services that keep the contract.
 #include "ForgeUnderTest.h"
 #include "GitLabUnderTest.h"
+#include "JiraUnderTest.h"
 #include "VikunjaUnderTest.h"
 
 namespace marlet {
@@ -24,6 +25,21 @@ std::vector<ContractCase> contractServices() {
     auto vikunja = [](std::shared_ptr<VirtualClock> clock) {
         return std::make_unique<VikunjaUnderTest>(std::move(clock));
     };
+    auto jiraCloud = [](std::shared_ptr<VirtualClock> clock) {
+        return std::make_unique<JiraUnderTest>(FakeJiraKind::cloud, std::move(clock));
+    };
+    auto jiraServer = [](std::shared_ptr<VirtualClock> clock) {
+        return std::make_unique<JiraUnderTest>(FakeJiraKind::server, std::move(clock));
+    };
+    const ContractCase::Abilities jira{.dueDates = true,
+                                       .parents = true,
+                                       .counts = true,
+                                       .hints = true,
+                                       .milestones = true,
+                                       .labelsOnCreation = true,
+                                       .labelColors = false,
+                                       .entityTags = false,
+                                       .hintsOwnEdits = true};
     return {{"GitHub", {.parents = true, .hints = true, .milestones = true, .labelsOnCreation = true}, gitHub},
             {"GitHubPagedByNumber",
              {.parents = true, .counts = true, .hints = true, .milestones = true, .labelsOnCreation = true},
@@ -46,7 +62,9 @@ std::vector<ContractCase> contractServices() {
               .coloredAnswers = false,
               .refusesInWords = false},
              gitLab},
-            {"Vikunja", {.dueDates = true, .parents = true, .counts = true, .hints = true, .probes = true}, vikunja}};
+            {"Vikunja", {.dueDates = true, .parents = true, .counts = true, .hints = true, .probes = true}, vikunja},
+            {"JiraCloud", jira, jiraCloud},
+            {"JiraServer", jira, jiraServer}};
 }
 
 }  // namespace marlet

@@ -137,7 +137,7 @@ TEST_P(BackendFailures, aFetchWhoseSecondPageFailsGivesNothing) {
     for (const FakeFailure& failure : {FakeFailure::status(500), FakeFailure::html(), FakeFailure::empty(),
                                        FakeFailure::truncated(), FakeFailure::status(404)}) {
         backend = service->makeBackend(itemLimit);
-        service->service().fail("", FakeFailure::none(), static_cast<int>(service->listCount()));
+        service->service().fail("", FakeFailure::none(), static_cast<int>(service->firstRequests()));
         service->service().fail("", failure);
         EXPECT_TRUE(errorOf(backend->fetchTasks(service->projectID(), std::nullopt)));
     }

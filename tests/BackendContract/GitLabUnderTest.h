@@ -14,7 +14,7 @@ public:
     std::shared_ptr<TaskBackend> makeBackend(int64_t itemLimit) override;
     std::string projectID() const override { return project; }
     size_t pageSize() const override { return 100; }
-    size_t listCount() const override { return 2; }
+    size_t firstRequests() const override { return 2; }
 
     std::string add(const ServerTask& task) override;
     void edit(const std::string& taskID, const std::function<void(ServerTask& task)>& change) override;

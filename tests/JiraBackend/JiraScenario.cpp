@@ -1,8 +1,5 @@
 #include "JiraScenario.h"
 
-#include <fstream>
-#include <sstream>
-
 #include "TestSupport/FakeRoutes.h"
 
 namespace marlet {
@@ -21,13 +18,7 @@ const std::string cloudFields = namedFields + ",customfield_10216,customfield_10
 const std::string serverFields = namedFields + ",customfield_10301,customfield_10306";
 
 std::string fixture(const std::string& name) {
-    std::ifstream file(std::string(MARLET_JIRA_FIXTURES) + "/" + name);
-    if (!file) {
-        throw std::runtime_error("There is no fixture " + name);
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return textOfFile(std::string(MARLET_JIRA_FIXTURES) + "/" + name);
 }
 
 Account jiraAccount(const std::string& address) {
@@ -58,8 +49,7 @@ std::string JiraScenario::route(const std::string& below) const {
 
 void JiraScenario::answer(const std::string& below, std::string body, int status,
                           std::vector<std::pair<std::string, std::string>> headers) {
-    server->answer(route(below),
-                   ScriptedTransport::Answer{.status = status, .headers = std::move(headers), .body = std::move(body)});
+    BackendScenario::answer(route(below), status, std::move(body), std::move(headers));
 }
 
 Lines JiraScenario::requests() {

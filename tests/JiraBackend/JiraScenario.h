@@ -9,14 +9,9 @@
 #include <vector>
 
 #include "JiraBackend/JiraTaskBackend.h"
-#include "MarletCore/BackendError.h"
-#include "TestSupport/ScriptedTransport.h"
-#include "TestSupport/TestLoop.h"
-#include "TestSupport/VirtualClock.h"
+#include "TestSupport/BackendScenario.h"
 
 namespace marlet {
-
-using Lines = std::vector<std::string>;
 
 // The text of a file in fixtures/: an answer in the shape of the real service.
 std::string fixture(const std::string& name);
@@ -25,7 +20,7 @@ enum class JiraKind { cloud, server };
 
 // A backend whose server is the test's. The server has told its deployment and its fields when the test begins, so
 // that the log holds only what the test does.
-struct JiraScenario {
+struct JiraScenario : BackendScenario {
     explicit JiraScenario(JiraKind kind, int64_t itemLimit = 1000);
 
     // "GET /search/jql" with the REST root in it.
@@ -40,8 +35,6 @@ struct JiraScenario {
 
     std::string webRoot;
     Account account;
-    std::shared_ptr<ScriptedTransport> server = std::make_shared<ScriptedTransport>();
-    std::shared_ptr<VirtualClock> clock = std::make_shared<VirtualClock>();
     JiraTaskBackend backend;
 };
 
@@ -62,20 +55,5 @@ extern const std::string serverFields;
 // {"id":"1","key":"ORCH-1","fields":{…}}
 std::string issueJSON(const std::string& key, const std::string& fields = "");
 TaskItem task(const std::string& key, const std::string& title = "Prune");
-
-// What the operation throws. It fails the test when it throws nothing, or another kind of error.
-template <class T>
-std::optional<BackendError> errorOf(Async<T> operation) {
-    try {
-        runToEnd(std::move(operation));
-    } catch (const BackendError& error) {
-        return error;
-    } catch (const std::exception& error) {
-        ADD_FAILURE() << "Threw something else: " << error.what();
-        return std::nullopt;
-    }
-    ADD_FAILURE() << "Threw nothing.";
-    return std::nullopt;
-}
 
 }  // namespace marlet

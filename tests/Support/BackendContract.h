@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/json/value.hpp>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -59,8 +60,18 @@ public:
     virtual void revokeToken() = 0;
     // Turns it into what may have a parent, where not every task may.
     virtual void letHaveParent(const std::string& taskID) { static_cast<void>(taskID); }
-    // How many lists a fetch of the project reads side by side.
-    virtual size_t listCount() const { return 1; }
+    // Likewise what may be a parent.
+    virtual void letHaveChildren(const std::string& taskID) { static_cast<void>(taskID); }
+    // How many requests a fetch begins with where nothing is cached: the first page of every list that is read side by
+    // side, and before them what the backend has to know.
+    virtual size_t firstRequests() const { return 1; }
+    // How many seconds behind a date changes are given as well.
+    virtual double margin() const { return 0; }
+    // What remains of markup on its way through the service's own, and a label as strange as can be.
+    virtual std::string kept(const std::string& markup) const { return markup; }
+    virtual std::string strangeLabel() const { return "größe: 大"; }
+    // The title in the service's own answer for a task.
+    virtual std::string titleIn(const boost::json::value& raw) const { return raw.at("title").as_string().c_str(); }
 
     // What the service makes of a due date that is sent with a new task or with an edit.
     virtual Date keptOnCreation(Date dueDate) const { return dueDate; }
@@ -79,6 +90,9 @@ struct ContractCase {
         bool labelsOnCreation = false;  // otherwise a new task gets them with its first edit
         bool coloredAnswers = true;     // the answer to a write tells the colors of labels
         bool refusesInWords = true;     // a refusal says why
+        bool labelColors = true;
+        bool entityTags = true;      // what didn't change needn't be sent again
+        bool hintsOwnEdits = false;  // what the user did looks like what others did
     };
 
     std::string name;
