@@ -1,6 +1,7 @@
 #include "JiraBackend/JiraTaskBackend.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "JiraBackend/JiraFactCacheInternal.h"
 #include "JiraBackend/JiraFieldsInternal.h"
@@ -38,10 +39,15 @@ void append(std::vector<Element>& elements, std::vector<Element> more) {
 
 Async<std::vector<JiraIssue>> searchCloud(const HTTPClient& client, URLQuery query, size_t maxItems) {
     std::vector<JiraIssue> issues;
+    std::unordered_set<std::string> pagesRead;
     std::optional<std::string> token;
     while (true) {
         URLQuery pageQuery = query;
         if (token) {
+            // A list that leads back to one of its pages never ends, and what else it holds would be lost.
+            if (!pagesRead.insert(*token).second) {
+                throw BackendError::invalidResponse();
+            }
             pageQuery.push_back({"nextPageToken", *token});
         }
         CloudSearchPage page = co_await client.get<CloudSearchPage>("search/jql", std::move(pageQuery));

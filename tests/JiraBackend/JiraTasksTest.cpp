@@ -59,6 +59,16 @@ TEST(JiraTasksTest, whateverEndsASearchOfCloudEndsIt) {
     EXPECT_EQ(jira.requests().size(), 1U);
 }
 
+TEST(JiraTasksTest, aListThatLeadsBackToAPageIsAnErrorAndNotEndless) {
+    Cloud jira;
+    jira.answer("GET /search/jql", issues(2) + R"(,"nextPageToken":"a"})");
+    jira.answer("GET /search/jql", issues(2) + R"(,"nextPageToken":"b"})");
+    jira.answer("GET /search/jql", issues(2) + R"(,"nextPageToken":"a"})");
+
+    EXPECT_EQ(errorOf(jira.backend.fetchTasks("10301", jira.clock->now())), BackendError::invalidResponse());
+    EXPECT_EQ(jira.requests().size(), 3U);
+}
+
 TEST(JiraTasksTest, aServerIsReadOnByTheNumberGathered) {
     Server jira;
     std::string first = asked("search", allOfOrchard);
