@@ -128,6 +128,8 @@ Async<std::optional<int64_t>> mergeRequestCount(const HTTPClient& client, URL gr
         if (!error.as<BackendError::Rejected>() && !error.as<BackendError::InvalidResponse>()) {
             throw;
         }
+    } catch (const DecodingError&) {
+        co_return std::nullopt;  // a page of a proxy, or data of another shape
     }
     co_return count;
 }

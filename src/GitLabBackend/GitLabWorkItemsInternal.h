@@ -91,7 +91,7 @@ Async<ParentsByNumber> parentsOf(const HTTPClient& client, URL graphQLURL, std::
 Async<std::optional<TaskParent>> bringParentInLine(const HTTPClient& client, URL graphQLURL, TaskItem task,
                                                    int64_t number);
 
-// No value if the project can't be seen, or the service can't tell.
+// No value if the project can't be seen, or the service can't tell or what it tells can't be read.
 Async<std::optional<int64_t>> mergeRequestCount(const HTTPClient& client, URL graphQLURL, std::string projectID);
 
 }  // namespace marlet::gitlab

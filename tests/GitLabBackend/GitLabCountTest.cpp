@@ -61,11 +61,12 @@ TEST(GitLabCountTest, aCountThatGraphQLRefusesOrLacksIsNone) {
     EXPECT_EQ(CountedProject({}).countWith("{}"), std::nullopt);
 }
 
-TEST(GitLabCountTest, aPageOfAProxyInThePlaceOfTheCountIsAnError) {
-    for (const char* body : {"", "<html>", "[]"}) {
-        CountedProject gitLab({});
-        gitLab.answerGraphQL(body);
-        EXPECT_THROW(gitLab.count(), LocalizedError) << body;
+TEST(GitLabCountTest, aCountThatCannotBeReadIsNone) {
+    for (const std::string& body :
+         {std::string(), std::string("<html>"), std::string("[]"), std::string(R"({"data":{"projects":null}})"),
+          nodes(R"({"mergeRequests":null})"), nodes(R"({"mergeRequests":{"count":"12"}})"),
+          nodes(R"({"mergeRequests":{"count":99999999999999999999}})")}) {
+        EXPECT_EQ(CountedProject({}).countWith(body), std::nullopt) << body;
     }
 }
 
