@@ -122,7 +122,7 @@ TaskItem taskItem(GitLabIssue issue, const std::string& projectID, bool isMergeR
     }
     item.parent = std::move(parent);
     item.canHaveChildren = !isMergeRequest && !isTask(issue);
-    item.canChangeParent = isTask(issue);
+    item.canChangeParent = !isMergeRequest && isTask(issue);
     if (issue.issueType && !isMergeRequest) {
         item.typeName = typeName(std::move(*issue.issueType));
     }

@@ -44,17 +44,19 @@ TEST(GitLabHintsTest, readingStopsAtTheFirstTodoThatWasMadeBeforeTheDate) {
 
 TEST(GitLabHintsTest, noMoreThanTwoHundredTodosAreRead) {
     GitLabScenario gitLab;
-    gitLab.server->onRequest = [](const URLRequest& request) {
+    int projects = 0;
+    gitLab.server->onRequest = [&projects](const URLRequest& request) {
         std::string page = "[";
         for (int index = 0; index < 90; ++index) {
-            page += R"({"project":{"id":1},"target_type":"Issue","created_at":"2026-02-05T10:00:00.000Z"},)";
+            page += R"({"project":{"id":)" + std::to_string(++projects) +
+                    R"(},"target_type":"Issue","created_at":"2026-02-05T10:00:00.000Z"},)";
         }
         page.back() = ']';
         ScriptedTransport::Answer answer{.body = page};
         answer.headers.emplace_back("Link", "<" + request.url.text() + "&more=1>; rel=\"next\"");
         return answer;
     };
-    runToEnd(gitLab.backend.notifiedTaskUpdates(distantPast));
+    EXPECT_THAT(runToEnd(gitLab.backend.notifiedTaskUpdates(distantPast)), SizeIs(200));
     EXPECT_THAT(gitLab.server->requests(), SizeIs(3));
 }
 

@@ -103,6 +103,12 @@ TEST(GitLabMappingTest, aMergeRequestHasNeitherChildrenNorAParent) {
     expected.canChangeParent = false;
     expected.webURL = URL::parse("https://gitlab.example/river/lower/weir/-/merge_requests/7");
     EXPECT_EQ(fetched.tasks.at("!7"), expected);
+
+    GitLabScenario gitLab;
+    gitLab.answerLists("[]", "[" + taskJSON(7) + "]");
+    TaskItem request = gitLab.fetchTasks().at(0);
+    EXPECT_FALSE(request.canHaveChildren || request.canChangeParent) << "whatever its type";
+    EXPECT_EQ(request.typeName, std::nullopt);
 }
 
 TEST(GitLabMappingTest, closedAndMergedItemsAreCompletedAndNoOthers) {
