@@ -53,6 +53,15 @@ TEST(VikunjaHintsTest, theProbeGivesTheLatestChangeOfEachProject) {
               (Updates{{"12", at("2026-01-14T11:00:00Z")}, {"3", at("2026-01-14T10:00:00Z")}, {"15", distantFuture}}));
 }
 
+TEST(VikunjaHintsTest, aChangeThatDoesNotSayWhenIsTheLatestOfItsProject) {
+    for (const std::string& first : {R"("2026-01-14T11:00:00Z")", "null"}) {
+        Vikunja vikunja;
+        std::string second = first == "null" ? R"("2026-01-14T11:00:00Z")" : "null";
+        vikunja.answer("GET /api/v1/tasks", 200, "[" + change(1, 12, first) + "," + change(2, 12, second) + "]");
+        EXPECT_EQ(runToEnd(vikunja.backend.latestTaskUpdates(since)), (Updates{{"12", distantFuture}})) << first;
+    }
+}
+
 TEST(VikunjaHintsTest, aProbeThatFindsNothingGivesAnEmptyMap) {
     Vikunja vikunja;
     vikunja.answer("GET /api/v1/tasks", 200, tasksJSON(3, "2026-01-14T07:00:00Z"));

@@ -26,6 +26,9 @@ TEST(VikunjaMappingTest, theEmptyDateOfAnyZoneIsNoDate) {
 }
 
 TEST(VikunjaMappingTest, everyOtherDateStands) {
+    Date earliest = dateFromSeconds(-62'000'000'000.0);
+    EXPECT_EQ(dueDateOf(iso8601(earliest)), earliest);
+    EXPECT_EQ(dueDateOf(iso8601(earliest - 1)), std::nullopt);
     EXPECT_EQ(dueDateOf("0006-01-01T00:00:00Z"), parseISO8601("0006-01-01T00:00:00Z"));
     EXPECT_EQ(dueDateOf("1960-02-29T12:00:00Z"), parseISO8601("1960-02-29T12:00:00Z"));
     EXPECT_EQ(dueDateOf("2026-03-20T23:59:59+0130"), parseISO8601("2026-03-20T22:29:59Z"));
@@ -93,6 +96,12 @@ TEST(VikunjaMappingTest, theColourOfALabelDependsOnItsNameInLowerCase) {
     // Worked out by hand: "a" is (5381 * 33 + 97) mod 9 = 1, the empty name 5381 mod 9 = 8.
     EXPECT_EQ(vikunja::labelColor("a"), "f2994a");
     EXPECT_EQ(vikunja::labelColor(""), "4f4f4f");
+    std::vector<std::string> palette;
+    for (const char* name : {"i", "a", "b", "c", "d", "e", "f", "g", "h"}) {
+        palette.push_back(vikunja::labelColor(name));
+    }
+    EXPECT_THAT(palette, testing::ElementsAre("e8445a", "f2994a", "f2c94c", "27ae60", "2d9cdb", "1973ff", "9b51e0",
+                                              "e86fb1", "4f4f4f"));
     EXPECT_EQ(vikunja::labelColor("bug"), vikunja::labelColor("Bug"));
     EXPECT_EQ(vikunja::labelColor("ÄRGER"), vikunja::labelColor("ärger"));
 }
