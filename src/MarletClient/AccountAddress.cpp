@@ -13,7 +13,8 @@
 namespace marlet {
 namespace {
 
-constexpr std::array<std::string_view, 3> apiPaths{"/api/v1", "/api/v3", "/api/v4"};
+constexpr std::array<std::string_view, 6> apiPaths{"/api/v1",     "/api/v3",     "/api/v4",
+                                                   "/rest/api/2", "/rest/api/3", "/rest/api/latest"};
 
 std::string lowercased(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](char character) {

@@ -38,12 +38,6 @@ void checkLocalAccount(const AccountAddOptions& options) {
     }
 }
 
-void checkBuiltIn(BackendKind kind) {
-    if (kind == BackendKind::jira) {
-        throw CommandError(fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(kind)));
-    }
-}
-
 // The account, its projects as the store now has them, and what people should know besides.
 Async<CommandReply> addedReply(Engine& engine, UUID accountID, std::string remark) {
     AccountSyncState state = co_await accountNamed(engine.store(), accountID.text());
@@ -268,7 +262,6 @@ void checkAccount(const AccountAddOptions& options) {
         checkLocalAccount(options);
         return;
     }
-    checkBuiltIn(options.kind);
     accountAddress(options.kind, options.url);
 }
 

@@ -49,6 +49,11 @@ struct Advice {
             "Check that it was copied whole, that it hasn't expired or been revoked, and that it was made "
             "on {}.",
             hostAndPort(account.baseURL));
+        if (account.kind == BackendKind::jira) {
+            return text + " A token of Jira Cloud goes with the e-mail address of its user: " +
+                   (trial == ConnectionTrial::address ? "give that with --username."
+                                                      : "put that and a colon in front of it.");
+        }
         // It doesn't tell a token that lacks a permission from one that is worth nothing.
         return account.kind == BackendKind::vikunja ? text + " " + neededPermissions(account.kind) : text;
     }
@@ -99,6 +104,10 @@ std::string neededPermissions(BackendKind kind) {
     if (kind == BackendKind::vikunja) {
         return "The token needs every permission for tasks, their comments, labels and relations, and for labels, and "
                "the permissions to read projects and notifications.";
+    }
+    if (kind == BackendKind::jira) {
+        return "The token's user needs the permissions to browse projects, and to create, edit, transition and comment "
+               "on their issues.";
     }
     return "The token needs the permissions read:user, read:repository, write:issue and read:notification.";
 }

@@ -1,9 +1,8 @@
 #include "MarletKit/BackendFactory.h"
 
-#include <fmt/format.h>
-
 #include "ForgeBackend/ForgeTaskBackend.h"
 #include "GitLabBackend/GitLabTaskBackend.h"
+#include "JiraBackend/JiraTaskBackend.h"
 #include "MarletCore/BackendError.h"
 #include "MarletHTTP/CurlTransport.h"
 #include "VikunjaBackend/VikunjaTaskBackend.h"
@@ -31,8 +30,7 @@ std::shared_ptr<TaskBackend> makeBackend(const Account& account, const std::stri
         case BackendKind::vikunja:
             return make<VikunjaTaskBackend>(account, token);
         case BackendKind::jira:
-            throw BackendError::rejected(
-                fmt::format("{} accounts aren't built into this version of Marlet yet.", displayName(account.kind)));
+            return make<JiraTaskBackend>(account, token);
         case BackendKind::local:
             break;
     }

@@ -13,7 +13,6 @@ namespace marlet {
 using BackendFactory = std::function<std::shared_ptr<TaskBackend>(const Account& account, const std::string& token)>;
 
 // The real backends, over the one network transport of the process. A local account is a programming error.
-// Throws BackendError::rejected for a service that this version doesn't have.
 std::shared_ptr<TaskBackend> makeBackend(const Account& account, const std::string& token);
 
 // With the account's own token; the credential store may block. Throws BackendError::unauthorized if there is none.

@@ -30,6 +30,9 @@ TEST(AccountAddressTest, anAddressIsKeptInOneForm) {
         {"https://git.example.org/forge/api/v1", "https://git.example.org/forge"},
         {"https://github.example.org/api/v3", "https://github.example.org"},
         {"https://gitlab.example.org/api/v4/", "https://gitlab.example.org"},
+        {"https://jira.example.org/tools/rest/api/2", "https://jira.example.org/tools"},
+        {"https://jira.example.org/rest/api/3/", "https://jira.example.org"},
+        {"https://jira.example.org/rest/api/latest", "https://jira.example.org"},
         {"https://git.example.org/Forge", "https://git.example.org/Forge"},
     };
     for (const auto& [typed, kept] : table) {

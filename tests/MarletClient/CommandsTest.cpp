@@ -63,9 +63,9 @@ TEST_P(CommandsTest, accountsAreAddedListedAndRemoved) {
     EXPECT_EQ(textsOf(client.json({"account", "list"}), "accounts", "name"), std::vector<std::string>{"On This Mac"});
 }
 
-TEST_P(CommandsTest, anAccountOfAServiceThatIsNotBuiltInIsRefusedInPlainWords) {
-    EXPECT_EQ(client.error({"account", "add", "jira", "--name", "Work"}),
-              "Jira accounts aren't built into this version of Marlet yet.");
+TEST_P(CommandsTest, anAccountThatCannotBeAddedSoIsRefusedInPlainWords) {
+    EXPECT_EQ(client.error({"account", "add", "jira", "--name", "Work"}, 2),
+              "Where is the Jira server? Give its address with --url, such as --url https://git.example.org.");
     EXPECT_EQ(client.error({"account", "add", "local", "--name", "Home", "--url", "https://example.org"}),
               "An \"On This Mac\" account has no server, user or token. Leave them out.");
     EXPECT_EQ(client.error({"account", "add", "local", "--name", " "}), "The account's name must not be empty.");

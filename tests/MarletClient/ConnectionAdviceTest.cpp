@@ -64,6 +64,19 @@ TEST(ConnectionAdviceTest, aTokenThatVikunjaRejectsMayLackAPermission) {
               "notifications.");
 }
 
+TEST(ConnectionAdviceTest, aTokenThatJiraRejectsMayLackItsUser) {
+    Account jira = account(BackendKind::jira, "https://jira.example.org");
+    const std::string text =
+        "The server rejected the access token. Check that it was copied whole, that it hasn't expired or been revoked, "
+        "and that it was made on jira.example.org. A token of Jira Cloud goes with the e-mail address of its user: ";
+    std::exception_ptr error = std::make_exception_ptr(BackendError::unauthorized());
+    EXPECT_EQ(connectionFailure(error, jira, ConnectionTrial::address), text + "give that with --username.");
+    EXPECT_EQ(connectionFailure(error, jira, ConnectionTrial::token), text + "put that and a colon in front of it.");
+    EXPECT_EQ(told(BackendError::http(403), jira),
+              "The server responded with HTTP 403. The token's user needs the permissions to browse projects, and to "
+              "create, edit, transition and comment on their issues.");
+}
+
 TEST(ConnectionAdviceTest, theNetworksTextIsEnoughButForAServerOfOnesOwnWithoutHTTPS) {
     NetworkError tls(NetworkError::Kind::tls, "No TLS.");
     NetworkError refused(NetworkError::Kind::unreachable, "Nobody there.");

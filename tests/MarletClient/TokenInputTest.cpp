@@ -119,8 +119,6 @@ TEST(TokenInputTest, anAccountThatCannotHaveATokenIsToldBeforeOneIsAskedFor) {
 TEST(TokenInputTest, whatIsWrongBesidesIsToldBeforeATokenIsAskedFor) {
     ClientScenario client;
     using Arguments = ClientScenario::Arguments;
-    EXPECT_EQ(client.error({"account", "add", "jira", "--name", "Work", "--url", "https://jira.example.org"}),
-              "Jira accounts aren't built into this version of Marlet yet.");
     EXPECT_EQ(client.error({"account", "add", "vikunja", "--name", "Work"}, 2),
               "Where is the Vikunja server? Give its address with --url, such as --url https://git.example.org.");
     EXPECT_EQ(client.error({"account", "add", "github", "--name", " "}), "The account's name must not be empty.");

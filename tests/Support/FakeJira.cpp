@@ -139,7 +139,9 @@ void FakeJira::addListRoutes() {
              }});
         searching.push_back({"nextPageToken"});
         add({"GET", "search/jql", searching, {}, [this](const FakeCall& call) { return search(call); }});
-        add({"POST", std::string(countTarget), {}, {{"jql"}}, [this](const FakeCall& call) { return count(call); }});
+        add({"POST", std::string(countTarget), {}, {{"jql"}}, [this](const FakeCall& call) {
+                 return approximateCount(call);
+             }});
     } else {
         add({"GET", "project", {}, {}, [this](const FakeCall& call) { return listProjects(call); }});
         searching.push_back({"startAt"});
@@ -239,7 +241,7 @@ FakeAnswer FakeJira::search(const FakeCall& call) {
     return json(answer);
 }
 
-FakeAnswer FakeJira::count(const FakeCall& call) {
+FakeAnswer FakeJira::approximateCount(const FakeCall& call) {
     std::vector<const FakeJiraIssue*> found;
     std::optional<FakeAnswer> wrong = select(call.text("jql").value_or(""), found);
     return wrong ? *wrong : json({{"count", found.size()}});

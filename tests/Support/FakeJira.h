@@ -64,7 +64,7 @@ private:
     void addListRoutes();
     FakeAnswer listProjects(const FakeCall& call);
     FakeAnswer search(const FakeCall& call);
-    FakeAnswer count(const FakeCall& call);
+    FakeAnswer approximateCount(const FakeCall& call);
     // Gives what is wrong with the query instead, if anything is.
     std::optional<FakeAnswer> select(const std::string& jql, std::vector<const FakeJiraIssue*>& found);
     bool fits(const FakeJiraIssue& issue, const FakeJiraQuery& query) const;
