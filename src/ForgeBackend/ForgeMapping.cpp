@@ -162,13 +162,8 @@ TaskComment taskComment(ForgeComment comment) {
 }
 
 TaskComment taskComment(CreatedComment created, const std::string& body) {
-    if (created.record) {
-        return taskComment(std::move(*created.record));
-    }
-    TaskComment result;
-    result.id = std::to_string(created.identity.id);
-    result.body = body;
-    return result;
+    return created.record ? taskComment(std::move(*created.record))
+                          : commentAsSent(std::to_string(created.identity.id), body);
 }
 
 ChangeHints changeHints(const std::vector<ForgeNotification>& notifications) {

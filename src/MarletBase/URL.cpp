@@ -9,24 +9,6 @@ namespace {
 constexpr std::string_view legalPunctuation = "-._~:/?#[]@!$&'()*+,;=%";
 
 // Percent-encodes every byte that no part of a URL may hold.
-std::string escapedIllegalBytes(std::string_view text) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string result;
-    for (char character : text) {
-        bool isAlphanumeric = (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-                              (character >= 'A' && character <= 'Z');
-        if (isAlphanumeric || legalPunctuation.find(character) != std::string_view::npos) {
-            result += character;
-        } else {
-            auto byte = static_cast<unsigned char>(character);
-            result += '%';
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
-        }
-    }
-    return result;
-}
-
 bool isReadable(const std::string& text) {
     auto parsed = boost::urls::parse_uri_reference(text);
     if (!parsed) {
@@ -42,6 +24,25 @@ std::string string(boost::core::string_view view) {
 
 }  // namespace
 
+std::string percentEncoded(std::string_view text, std::string_view allowedPunctuation) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string result;
+    result.reserve(text.size());
+    for (char character : text) {
+        bool isAlphanumeric = (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
+                              (character >= 'A' && character <= 'Z');
+        if (isAlphanumeric || allowedPunctuation.find(character) != std::string_view::npos) {
+            result += character;
+        } else {
+            auto byte = static_cast<unsigned char>(character);
+            result += '%';
+            result += digits[byte >> 4];
+            result += digits[byte & 15];
+        }
+    }
+    return result;
+}
+
 std::optional<URL> URL::parse(std::string_view text) {
     if (text.empty()) {
         return std::nullopt;
@@ -50,7 +51,7 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (isReadable(candidate)) {
         return URL(std::move(candidate));
     }
-    candidate = escapedIllegalBytes(text);
+    candidate = percentEncoded(text, legalPunctuation);
     return isReadable(candidate) ? std::optional(URL(std::move(candidate))) : std::nullopt;
 }
 

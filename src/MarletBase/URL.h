@@ -45,6 +45,9 @@ private:
 
 size_t hash_value(const URL& url);
 
+// Every byte but the letters and digits of ASCII and the allowed punctuation as "%XX".
+std::string percentEncoded(std::string_view text, std::string_view allowedPunctuation);
+
 }  // namespace marlet
 
 template <>

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -15,13 +14,6 @@ namespace {
 
 constexpr std::array<std::string_view, 6> apiPaths{"/api/v1",     "/api/v3",     "/api/v4",
                                                    "/rest/api/2", "/rest/api/3", "/rest/api/latest"};
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return text;
-}
 
 std::string withoutAPIPath(std::string path) {
     auto trimSlashes = [&path] {
@@ -87,9 +79,9 @@ URL accountAddress(BackendKind kind, const std::optional<std::string>& typed) {
         throw UsageError("The server's address can't be understood. Give it such as https://git.example.org.");
     }
     URLComponents parts = url->components();
-    parts.scheme = lowercased(parts.scheme);
+    parts.scheme = lowercasedASCII(parts.scheme);
     check(parts);
-    parts.host = lowercased(*parts.host);
+    parts.host = lowercasedASCII(*parts.host);
     if (parts.port == (parts.scheme == "https" ? "443" : "80")) {
         parts.port.clear();
     }

@@ -1,6 +1,6 @@
 #include "MarletCore/GitHubURL.h"
 
-#include <algorithm>
+#include "MarletBase/Text.h"
 
 namespace marlet {
 namespace {
@@ -8,13 +8,6 @@ namespace {
 constexpr std::string_view publicAPIRoot = "https://api.github.com";
 constexpr std::string_view tenantDomain = ".ghe.com";
 constexpr std::string_view serverAPIPath = "/api/v3";
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return text;
-}
 
 bool isPublicHost(const std::string& host) {
     return host == "github.com" || host == "www.github.com" || host == "api.github.com";
@@ -32,7 +25,7 @@ URL gitHubAPIRoot(const URL& baseURL) {
     if (!components.host || components.host->empty()) {
         return baseURL;
     }
-    std::string host = lowercased(*components.host);
+    std::string host = lowercasedASCII(*components.host);
     if (isPublicHost(host)) {
         return URL::parse(publicAPIRoot).value_or(baseURL);
     }

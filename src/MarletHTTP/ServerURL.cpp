@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "MarletBase/Text.h"
+
 namespace marlet {
 namespace {
 
@@ -9,35 +11,6 @@ constexpr std::string_view unreservedPunctuation = "-._~";
 // A semicolon is left out: some servers take what follows it for parameters of the component.
 constexpr std::string_view pathPunctuation = "-._~!$&'()*+,=:@/";
 constexpr std::string_view apiV1 = "api/v1";
-
-bool isAlphanumeric(char character) {
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z');
-}
-
-std::string percentEncoded(std::string_view text, std::string_view allowedPunctuation) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string result;
-    result.reserve(text.size());
-    for (char character : text) {
-        if (isAlphanumeric(character) || allowedPunctuation.find(character) != std::string_view::npos) {
-            result += character;
-        } else {
-            auto byte = static_cast<unsigned char>(character);
-            result += '%';
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
-        }
-    }
-    return result;
-}
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return text;
-}
 
 std::string_view withoutTrailingSlash(std::string_view path) {
     return path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
@@ -103,9 +76,9 @@ URL removingAPIv1(const URL& url) {
 bool isSameOrigin(const URL& left, const URL& right) {
     URLComponents one = left.components();
     URLComponents other = right.components();
-    std::string scheme = lowercased(one.scheme);
-    return scheme == lowercased(other.scheme) && one.host.has_value() == other.host.has_value() &&
-           lowercased(one.host.value_or("")) == lowercased(other.host.value_or("")) &&
+    std::string scheme = lowercasedASCII(one.scheme);
+    return scheme == lowercasedASCII(other.scheme) && one.host.has_value() == other.host.has_value() &&
+           lowercasedASCII(one.host.value_or("")) == lowercasedASCII(other.host.value_or("")) &&
            effectivePort(one, scheme) == effectivePort(other, scheme);
 }
 

@@ -13,6 +13,10 @@ std::optional<URL> url(const WebAddress& address) {
 
 void decode(const boost::json::value&, PresenceMarker&, const DecodingPath&) {}
 
+TaskComment commentAsSent(std::string id, std::string body) {
+    return {std::move(id), std::nullopt, std::move(body), std::nullopt, std::nullopt};
+}
+
 std::optional<std::string> colorHex(const std::optional<std::string>& color) {
     std::string_view digits = color ? std::string_view(*color) : std::string_view();
     while (digits.starts_with('#')) {

@@ -52,6 +52,9 @@ void decode(const boost::json::value& json, Created<Identity, Record>& created, 
     created.record = std::move(whole.record);
 }
 
+// A comment of which the answer tells no more than the id.
+TaskComment commentAsSent(std::string id, std::string body);
+
 // "#D73A4A" -> "d73a4a". No value for an absent or empty one, or for nothing but "#".
 std::optional<std::string> colorHex(const std::optional<std::string>& color);
 

@@ -130,13 +130,8 @@ TaskComment taskComment(VikunjaComment comment) {
 }
 
 TaskComment taskComment(CreatedVikunjaComment created, const std::string& body) {
-    if (created.record) {
-        return taskComment(std::move(*created.record));
-    }
-    TaskComment result;
-    result.id = std::to_string(created.identity.id);
-    result.body = body;
-    return result;
+    return created.record ? taskComment(std::move(*created.record))
+                          : commentAsSent(std::to_string(created.identity.id), body);
 }
 
 bool isChanged(const VikunjaTask& task, Date since) {

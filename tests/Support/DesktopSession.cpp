@@ -2,17 +2,18 @@
 
 #include <gio/gio.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <fstream>
+#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 namespace marlet {
 namespace {
 
 constexpr const char* secretsName = "org.freedesktop.secrets";
 constexpr std::chrono::seconds patience(30);
-constexpr std::chrono::milliseconds pause(2);
 constexpr int callPatience = 10'000;
 
 // No folder of services: what isn't started by the test isn't there.
@@ -56,6 +57,10 @@ GVariant* callBus(GDBusConnection* connection, const char* method, GVariant* arg
 
 struct BusConnection::State {
     GDBusConnection* connection = nullptr;
+
+    std::mutex lock;
+    std::condition_variable somethingCame;
+    size_t received = 0;
 };
 
 namespace {
@@ -90,6 +95,14 @@ GDBusMessage* takeCall(GDBusConnection* connection, GDBusMessage* message, gbool
     return nullptr;
 }
 
+bool hasOwner(GDBusConnection* connection, const std::string& name) {
+    GVariant* answer = callBus(connection, "NameHasOwner", g_variant_new("(s)", name.c_str()));
+    gboolean isOwned = FALSE;
+    g_variant_get(answer, "(b)", &isOwned);
+    g_variant_unref(answer);
+    return isOwned != FALSE;
+}
+
 }  // namespace
 
 BusConnection::BusConnection(const std::string& address) : state(std::make_unique<State>()) {
@@ -105,12 +118,30 @@ BusConnection::~BusConnection() {
     g_object_unref(state->connection);
 }
 
-bool BusConnection::hasOwner(const std::string& name) const {
-    GVariant* answer = callBus(state->connection, "NameHasOwner", g_variant_new("(s)", name.c_str()));
-    gboolean isOwned = FALSE;
-    g_variant_get(answer, "(b)", &isOwned);
-    g_variant_unref(answer);
-    return isOwned != FALSE;
+// The library's own thread tells of signals as they come.
+void BusConnection::waitForOwner(const std::string& name, bool isOwned) {
+    auto noteSignal = [](GDBusConnection*, GDBusMessage* message, gboolean, gpointer data) -> GDBusMessage* {
+        auto* noted = static_cast<State*>(data);
+        if (g_dbus_message_get_message_type(message) == G_DBUS_MESSAGE_TYPE_SIGNAL) {
+            std::scoped_lock held(noted->lock);
+            noted->received += 1;
+            noted->somethingCame.notify_all();
+        }
+        return message;
+    };
+    guint filter = g_dbus_connection_add_filter(state->connection, noteSignal, state.get(), nullptr);
+    std::string rule = "type='signal',member='NameOwnerChanged',arg0='" + name + "'";
+    g_variant_unref(callBus(state->connection, "AddMatch", g_variant_new("(s)", rule.c_str())));
+    bool hasCome = true;
+    for (size_t seen = 0; hasCome && hasOwner(state->connection, name) != isOwned;) {
+        std::unique_lock held(state->lock);
+        hasCome = state->somethingCame.wait_for(held, patience, [&] { return state->received != seen; });
+        seen = state->received;
+    }
+    g_dbus_connection_remove_filter(state->connection, filter);
+    if (!hasCome) {
+        throw std::runtime_error("What the test waits for doesn't come.");
+    }
 }
 
 void BusConnection::playDyingService(const char* last) {
@@ -169,7 +200,7 @@ void DesktopSession::startKeyring(const std::string& password) {
     }
     keyringDaemon = std::make_unique<ChildProcess>(line, password, environment());
     BusConnection look(busAddress);
-    waitUntil([&] { return look.hasOwner(secretsName); });
+    look.waitForOwner(secretsName, true);
 }
 
 void DesktopSession::stopKeyring(int signal) {
@@ -177,17 +208,7 @@ void DesktopSession::stopKeyring(int signal) {
     keyringDaemon->wait();
     keyringDaemon.reset();
     BusConnection look(busAddress);
-    waitUntil([&] { return !look.hasOwner(secretsName); });
-}
-
-void waitUntil(const std::function<bool()>& isSo) {
-    auto end = std::chrono::steady_clock::now() + patience;
-    while (!isSo()) {
-        if (std::chrono::steady_clock::now() > end) {
-            throw std::runtime_error("What the test waits for doesn't come.");
-        }
-        std::this_thread::sleep_for(pause);
-    }
+    look.waitForOwner(secretsName, false);
 }
 
 }  // namespace marlet

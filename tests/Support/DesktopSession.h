@@ -1,8 +1,6 @@
 #pragma once
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,7 +18,8 @@ public:
     BusConnection& operator=(const BusConnection&) = delete;
     ~BusConnection();
 
-    bool hasOwner(const std::string& name) const;
+    // Returns when the name has come to the bus, or gone from it; throws after half a minute.
+    void waitForOwner(const std::string& name, bool isOwned);
     // Plays a Secret Service that opens sessions, can do nothing else, and leaves the bus when it is called by `last`,
     // which must outlive it.
     void playDyingService(const char* last);
@@ -59,8 +58,5 @@ private:
     std::unique_ptr<ChildProcess> busDaemon;
     std::unique_ptr<ChildProcess> keyringDaemon;
 };
-
-// Looks again and again until it is so; throws after half a minute.
-void waitUntil(const std::function<bool()>& isSo);
 
 }  // namespace marlet
