@@ -8,6 +8,7 @@
 
 #include "SyncedForge.h"
 #include "SyncedGitLab.h"
+#include "SyncedJira.h"
 #include "SyncedVikunja.h"
 
 namespace marlet {
@@ -42,6 +43,12 @@ const auto forgejo = forge(FakeForgeKind::forgejo, "secret");
 const auto gitLab = [](SyncPolicy policy) { return std::make_unique<SyncedGitLab>(policy); };
 const auto vikunja = [](SyncPolicy policy) { return std::make_unique<SyncedVikunja>(policy); };
 
+auto jira(FakeJiraKind kind) {
+    return [=](SyncPolicy policy) { return std::make_unique<SyncedJira>(kind, policy); };
+}
+const auto jiraCloud = jira(FakeJiraKind::cloud);
+const auto jiraServer = jira(FakeJiraKind::server);
+
 const DayCase days[] = {{"gitHubWithHints", gitHub, false, 0.15},
                         {"gitHubWithHintsRelaxed", gitHub, true, 0.04},
                         {"gitHubWithoutHints", gitHubWithoutHints, false, 0.15, true, false},
@@ -53,7 +60,10 @@ const DayCase days[] = {{"gitHubWithHints", gitHub, false, 0.15},
                         {"gitLabRelaxed", gitLab, true, 0.04, true, true, false, 2},
                         {"vikunja", vikunja, false, 0.03, true, true, false},
                         {"vikunjaRelaxed", vikunja, true, 0.01, true, true, false},
-                        {"vikunjaWithoutETags", vikunja, false, 0.03, false, true, false}};
+                        {"vikunjaWithoutETags", vikunja, false, 0.03, false, true, false},
+                        {"jiraCloud", jiraCloud, false, 0.15, false},
+                        {"jiraCloudRelaxed", jiraCloud, true, 0.04, false},
+                        {"jiraServer", jiraServer, false, 0.15, false}};
 
 INSTANTIATE_TEST_SUITE_P(Services, ServiceQuietDayTest, testing::ValuesIn(days),
                          [](const auto& tested) { return tested.param.name; });
@@ -69,14 +79,17 @@ struct DayReport {
 
 std::string kindOf(const std::string& request) {
     auto contains = [&](std::string_view text) { return request.find(text) != std::string::npos; };
-    if (contains("/notifications") || contains("/todos")) {
+    if (contains("/notifications") || contains("/todos") || contains("currentUser")) {
         return "hint";
     }
     if (contains("/tasks?sort_by")) {
         return "probe";
     }
-    if (contains("/issues_statistics")) {
+    if (contains("/issues_statistics") || contains("approximate-count") || contains("maxResults=0")) {
         return "count";
+    }
+    if (contains("/search?jql") || contains("/search/jql")) {
+        return contains("AND%20updated") ? "delta" : "full";
     }
     if (!contains("/issues?") && !contains("/merge_requests?") && !contains("/tasks?")) {
         return "list";
