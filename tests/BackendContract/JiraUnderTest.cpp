@@ -18,6 +18,7 @@ std::string tokenOf(FakeJiraKind kind) {
 
 std::vector<std::string> markdownOf(const std::vector<FakeComment>& comments) {
     std::vector<std::string> result;
+    result.reserve(comments.size());
     for (const FakeComment& comment : comments) {
         result.push_back(JiraMarkup::markdown(comment.body));
     }

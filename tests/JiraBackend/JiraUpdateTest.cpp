@@ -162,7 +162,7 @@ TEST(JiraUpdateTest, aServerWithoutEpicLinkRefusesEveryChangeOfAParentAndChanges
         BackendError::rejected("This Jira instance has no Epic Link field, so issues can't be assigned to epics.");
     TaskItem wanted = standingTask("WHEEL-12");
     wanted.title = "Graft";
-    for (std::optional<TaskParent> parent : {std::optional(TaskParent{"WHEEL-4", ""}), std::optional<TaskParent>()}) {
+    for (const auto& parent : {std::optional(TaskParent{"WHEEL-4", ""}), std::optional<TaskParent>()}) {
         wanted.parent = parent;
         EXPECT_EQ(errorOf(bare.updateTask(wanted)), refusal);
     }
