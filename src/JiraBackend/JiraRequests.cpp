@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sodium.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "MarletBase/Base64.h"
 #include "MarletBase/Text.h"
 #include "MarletCore/BackendError.h"
 #include "MarletHTTP/ServiceRecords.h"
@@ -16,15 +16,6 @@ namespace {
 
 constexpr std::string_view hostedDomain = ".atlassian.net";
 constexpr double margin = 600;
-constexpr int encoding = sodium_base64_VARIANT_ORIGINAL;
-
-std::string base64(const std::string& bytes) {
-    std::string text(sodium_base64_encoded_len(bytes.size(), encoding), '\0');
-    sodium_bin2base64(text.data(), text.size(), reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
-                      encoding);
-    text.pop_back();
-    return text;
-}
 
 bool isVersion(std::string_view component) {
     return component == "2" || component == "3" || component == "latest";

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "MarletBase/Base64.h"
 #include "MarletBase/Coding.h"
 #include "MarletBase/PrivateFile.h"
 #include "MarletKit/KeychainError.h"
@@ -30,24 +31,15 @@ BOOST_DESCRIBE_STRUCT(PasswordFile, (), (version, passwords))
 namespace {
 
 constexpr int64_t currentVersion = 1;
-constexpr int encoding = sodium_base64_VARIANT_ORIGINAL;
 
 using Passwords = std::vector<FilePassword>;
-
-std::string encoded(const std::string& bytes) {
-    std::string text(sodium_base64_encoded_len(bytes.size(), encoding), '\0');
-    sodium_bin2base64(text.data(), text.size(), reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
-                      encoding);
-    text.pop_back();
-    return text;
-}
 
 // No value for what isn't Base64.
 std::optional<std::string> decodedBytes(const std::string& text) {
     std::string bytes(text.size(), '\0');
     size_t length = 0;
     bool isFine = sodium_base642bin(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(), text.data(),
-                                    text.size(), nullptr, &length, nullptr, encoding) == 0;
+                                    text.size(), nullptr, &length, nullptr, sodium_base64_VARIANT_ORIGINAL) == 0;
     bytes.resize(length);
     return isFine ? std::optional(std::move(bytes)) : std::nullopt;
 }
@@ -166,7 +158,7 @@ int32_t FilePasswordItems::add(const PasswordQuery& query, const std::string& da
         if (found == passwords.end()) {
             found = passwords.insert(found, {query.service, query.account, label, {}});
         }
-        found->data = encoded(data);
+        found->data = base64(data);
         return keychainDone;
     });
 }
@@ -177,7 +169,7 @@ int32_t FilePasswordItems::update(const PasswordQuery& query, const std::string&
         if (found == passwords.end()) {
             return keychainItemNotFound;
         }
-        found->data = encoded(data);
+        found->data = base64(data);
         return keychainDone;
     });
 }

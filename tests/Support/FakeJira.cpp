@@ -1,10 +1,11 @@
 #include "TestSupport/FakeJira.h"
 
 #include <fmt/format.h>
-#include <sodium.h>
 
 #include <algorithm>
 #include <chrono>
+
+#include "MarletBase/Base64.h"
 
 namespace marlet {
 namespace {
@@ -18,15 +19,6 @@ constexpr size_t maximalPage = 100;
 // The service keeps thousandths of a second.
 Date thousandths(Date date) {
     return std::chrono::floor<std::chrono::milliseconds>(date);
-}
-
-std::string base64(const std::string& bytes) {
-    constexpr int variant = sodium_base64_VARIANT_ORIGINAL;
-    std::string text(sodium_base64_encoded_len(bytes.size(), variant), '\0');
-    sodium_bin2base64(text.data(), text.size(), reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
-                      variant);
-    text.pop_back();
-    return text;
 }
 
 std::string credentialsFor(const std::string& token) {
