@@ -43,6 +43,15 @@ std::optional<int64_t> projectOf(const VikunjaNotification& notification) {
     return payload && payload->record && payload->record->task ? payload->record->task->projectId : std::nullopt;
 }
 
+std::optional<VikunjaRelated> parentIn(const std::optional<VikunjaRelations>& relations) {
+    if (!relations) {
+        return std::nullopt;
+    }
+    auto parents = relations->find(parentRelation);
+    bool isThere = parents != relations->end() && parents->second && !parents->second->empty();
+    return isThere ? std::optional(parents->second->front()) : std::nullopt;
+}
+
 }  // namespace
 
 std::vector<Project> projects(std::vector<VikunjaProject> found, const UUID& accountID, const URL& web) {
@@ -66,13 +75,13 @@ std::vector<TaskLabel> taskLabels(std::optional<std::vector<VikunjaLabel>> label
     return result;
 }
 
-std::optional<VikunjaRelated> parentIn(const std::optional<VikunjaRelations>& relations) {
-    if (!relations) {
+std::optional<VikunjaRelated> parentOf(VikunjaTaskParents task) {
+    auto& relations = task.relatedTasks;
+    if (!relations || !relations->parenttask || relations->parenttask->empty()) {
         return std::nullopt;
     }
-    auto parents = relations->find(parentRelation);
-    bool isThere = parents != relations->end() && parents->second && !parents->second->empty();
-    return isThere ? std::optional(parents->second->front()) : std::nullopt;
+    VikunjaTaskParents::Parent& first = relations->parenttask->front();
+    return VikunjaRelated{first.id, std::move(first.title).value_or("")};
 }
 
 TaskItem taskItem(VikunjaTask task, const URL& web) {

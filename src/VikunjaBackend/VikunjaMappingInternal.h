@@ -17,7 +17,8 @@ namespace marlet::vikunja {
 std::vector<Project> projects(std::vector<VikunjaProject> found, const UUID& accountID, const URL& web);
 
 std::vector<TaskLabel> taskLabels(std::optional<std::vector<VikunjaLabel>> labels);
-std::optional<VikunjaRelated> parentIn(const std::optional<VikunjaRelations>& relations);
+// The first of the task's parents.
+std::optional<VikunjaRelated> parentOf(VikunjaTaskParents task);
 
 TaskItem taskItem(VikunjaTask task, const URL& web);
 // What the answer leaves unreadable is as it was sent.

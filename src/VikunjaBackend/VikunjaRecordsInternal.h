@@ -65,11 +65,21 @@ BOOST_DESCRIBE_STRUCT(VikunjaTask, (),
                       (id, projectId, title, description, done, created, updated, dueDate, priority, labels, assignees,
                        relatedTasks))
 
-// What of a task must be known before it is written.
-struct VikunjaTaskRelations {
-    std::optional<VikunjaRelations> relatedTasks;
+// What of a task must be known before it is written. The rest may be of any shape: nobody reads it.
+struct VikunjaTaskParents {
+    struct Parent {
+        int64_t id = 0;
+        std::optional<std::string> title;
+    };
+    struct Relations {
+        std::optional<std::vector<Parent>> parenttask;
+    };
+
+    std::optional<Relations> relatedTasks;
 };
-BOOST_DESCRIBE_STRUCT(VikunjaTaskRelations, (), (relatedTasks))
+BOOST_DESCRIBE_STRUCT(VikunjaTaskParents::Parent, (), (id, title))
+BOOST_DESCRIBE_STRUCT(VikunjaTaskParents::Relations, (), (parenttask))
+BOOST_DESCRIBE_STRUCT(VikunjaTaskParents, (), (relatedTasks))
 
 struct VikunjaComment {
     int64_t id = 0;

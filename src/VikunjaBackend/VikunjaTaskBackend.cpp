@@ -116,14 +116,14 @@ Async<TaskItem> VikunjaTaskBackend::updateTask(TaskItem task) {
     if (!raw) {
         throw BackendError::invalidResponse();
     }
-    std::optional<VikunjaRelations> relations = before.decode<VikunjaTaskRelations>().relatedTasks;
+    std::optional<VikunjaRelated> parent = vikunja::parentOf(before.decode<VikunjaTaskParents>());
 
     std::string edited = vikunja::editedTask(std::move(*raw), task);
     HTTPResponse answer = co_await client.send(HTTPMethod::post, client.url(path), std::move(edited), true);
     auto written = answer.decode<VikunjaTask>();
     // The answer to a write shows no relations, though they stand: without them the next edit would remove the parent.
-    if (written.relatedTasks.value_or(VikunjaRelations()).empty()) {
-        written.relatedTasks = relations;
+    if (parent && written.relatedTasks.value_or(VikunjaRelations()).empty()) {
+        written.relatedTasks = VikunjaRelations{{vikunja::parentRelation, std::vector{*parent}}};
     }
     if (!haveSameNames(vikunja::taskLabels(written.labels), task.labels)) {
         VikunjaTask labelled = co_await setLabels(client, path, labelNames(task.labels));
@@ -134,7 +134,6 @@ Async<TaskItem> VikunjaTaskBackend::updateTask(TaskItem task) {
     }
     TaskItem updated = vikunja::taskItem(std::move(written), webBase);
 
-    std::optional<VikunjaRelated> parent = vikunja::parentIn(relations);
     std::optional<int64_t> current = parent ? std::optional(parent->id) : std::nullopt;
     std::optional<int64_t> wanted = task.parent ? decimalInteger(task.parent->id) : std::nullopt;
     if (wanted != current) {

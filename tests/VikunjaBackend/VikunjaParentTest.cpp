@@ -112,6 +112,17 @@ TEST(VikunjaParentTest, theOldParentGoesBeforeTheNewOneComes) {
     EXPECT_EQ(vikunja.server->requests().at(2).body, std::nullopt);
 }
 
+TEST(VikunjaParentTest, theOldParentIsKnownByItsIdWhateverElseTheTaskIsRelatedTo) {
+    Vikunja vikunja;
+    vikunja.answer("GET /api/v1/tasks/71", 200,
+                   R"({"related_tasks":{"blocking":[{"id":"nine"}],"follows":7,"parenttask":[{"id":3}]}})");
+    vikunja.answer("POST /api/v1/tasks/71", 200, taskJSON(71));
+    vikunja.answer("DELETE /api/v1/tasks/71/relations/parenttask/3", 200, "");
+
+    EXPECT_EQ(runToEnd(vikunja.backend.updateTask(taskWithTitle("71"))).parent, std::nullopt);
+    EXPECT_EQ(vikunja.server->log().back(), "DELETE " + relations + "/parenttask/3");
+}
+
 TEST(VikunjaParentTest, aParentIsRemoved) {
     VikunjaWithParent vikunja(parentThree);
     EXPECT_EQ(vikunja.update(std::nullopt), std::nullopt);
