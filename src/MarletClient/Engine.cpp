@@ -33,7 +33,11 @@ MarletServices::Parts openParts(Executor executor, const DataFolder& folder, std
 }  // namespace
 
 Engine::Engine(Executor loop, const DataFolder& folder, std::shared_ptr<Clock> clock)
-    : executor(loop), dataFolder(folder), parts(openParts(loop, folder, std::move(clock))), background(loop) {
+    : executor(loop),
+      dataFolder(folder),
+      parts(openParts(loop, folder, std::move(clock))),
+      background(loop),
+      watchers(loop) {
     for (MCPTool& tool : marletTools(ToolContext{parts, background})) {
         tools.emplace(tool.name, std::move(tool.handler));
     }
@@ -59,9 +63,21 @@ Async<void> Engine::push(UUID accountID) {
     co_await ended->async_wait(boost::asio::as_tuple(boost::asio::use_awaitable));
 }
 
+Async<void> Engine::watch(BackgroundTasks& sending, std::shared_ptr<boost::asio::steady_timer> ended) {
+    co_await sending.drain();
+    ended->expires_at(std::chrono::steady_clock::time_point::min());
+}
+
+Async<void> Engine::settle() {
+    auto ended = std::make_shared<boost::asio::steady_timer>(executor, pushPatience);
+    watchers.start(watch(background, ended));
+    co_await ended->async_wait(boost::asio::as_tuple(boost::asio::use_awaitable));
+}
+
 Async<void> Engine::drain() {
     co_await parts.sync().stop();
     co_await background.drain();
+    co_await watchers.drain();
     co_await parts.sync().drain();
 }
 

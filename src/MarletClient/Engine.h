@@ -33,6 +33,9 @@ public:
     // Carries out one of the agents' tools, with its checks and its words.
     Async<JSONValue> callTool(std::string name, JSONValue::Object arguments);
 
+    // Waits until the changes that tools have begun to send are sent, but not for long either.
+    Async<void> settle();
+
     // Sends the account's changes, and waits for that, but not for long: a server that doesn't answer holds up nobody.
     Async<void> push(UUID accountID);
 
@@ -42,11 +45,13 @@ public:
 private:
     static Async<void> sendChanges(MarletServices& services, UUID accountID,
                                    std::shared_ptr<boost::asio::steady_timer> ended);
+    static Async<void> watch(BackgroundTasks& sending, std::shared_ptr<boost::asio::steady_timer> ended);
 
     Executor executor;
     DataFolder dataFolder;
     MarletServices parts;
     BackgroundTasks background;
+    BackgroundTasks watchers;  // of the background
     std::map<std::string, MCPTool::Handler> tools;
 };
 

@@ -9,10 +9,13 @@
 namespace marlet {
 namespace {
 
-// The task as it is once its change has had its chance to reach the server.
+// The task as it is once its change has had its chance to reach the server. The tool has begun to send it. What waits
+// then is sent from here, such as the labels that some services take only behind a create; the create itself isn't: had
+// just its answer been lost, the server would make the task once more.
 Async<CommandReply> afterPush(Engine& engine, UUID localID) {
+    co_await engine.settle();
     std::optional<TaskSnapshot> task = co_await engine.store().taskSnapshot(localID);
-    if (task && task->pendingOperation) {
+    if (task && task->pendingOperation == PendingOperation::update) {
         co_await engine.push(task->accountID);
         task = co_await engine.store().taskSnapshot(localID);
     }
@@ -84,9 +87,7 @@ Async<CommandReply> setCompleted(Engine& engine, TasksOptions options, bool comp
             co_await engine.callTool("update_task", std::move(arguments));
         }
     }
-    for (const UUID& accountID : accountsOf(tasks)) {
-        co_await engine.push(accountID);
-    }
+    co_await engine.settle();
     std::vector<TaskSnapshot> changed = co_await readAgain(engine.store(), std::move(tasks));
     co_return success(tasksJSON(changed));
 }

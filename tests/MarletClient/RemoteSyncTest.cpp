@@ -227,6 +227,20 @@ TEST_P(RemoteSyncTest, whatIsEditedWithoutANetworkGoesOutWhenItIsBack) {
     EXPECT_EQ(remote.taskCount(), 4U);
 }
 
+// Each time that a create is sent may make one more task where the answer is lost.
+TEST_P(RemoteSyncTest, aCreateWithoutAnAnswerIsSentOnceByItsCommand) {
+    remote.addAccount({"all"});
+    remote.forge.fail("POST /repos/acme/rocket/issues", FakeFailure::cut(), -1);
+    JSONValue added = client.json({"task", "add", "Pack lunch", "--project", "acme/rocket"});
+    EXPECT_EQ(textOf(added, "sync_state"), "pending");
+    EXPECT_EQ(remote.requests("POST "), 1U);
+
+    remote.forge.recover();
+    remote.sync();
+    EXPECT_EQ(remote.requests("POST "), 2U);
+    EXPECT_EQ(serverTitle(4), "Pack lunch");
+}
+
 TEST_P(RemoteSyncTest, whatTheServerDroppedGoesWithAFullSync) {
     remote.addAccount({"all"});
     remote.forge.removeIssue("acme/rocket", 3);
