@@ -2,8 +2,8 @@
 #include <boost/asio/bind_cancellation_slot.hpp>
 
 #include "GitHubBoardScenario.h"
-#include "TestSupport/HeldTransport.h"
 #include "MarletBase/Coding.h"
+#include "TestSupport/HeldTransport.h"
 
 namespace marlet {
 namespace {
