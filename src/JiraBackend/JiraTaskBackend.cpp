@@ -1,6 +1,7 @@
 #include "JiraBackend/JiraTaskBackend.h"
 
 #include <algorithm>
+#include <boost/system/system_error.hpp>
 #include <unordered_set>
 
 #include "JiraBackend/JiraFactCacheInternal.h"
@@ -165,6 +166,8 @@ Async<std::vector<TaskItem>> JiraTaskBackend::finished(std::vector<JiraIssue> is
             if (!isRefused(error)) {
                 break;
             }
+        } catch (const boost::system::system_error&) {
+            throw;  // cancelled: nobody waits for the tasks
         } catch (const std::exception&) {
             break;
         }

@@ -26,14 +26,15 @@ Async<TaskItem> JiraTaskBackend::createTask(TaskDraft draft, std::string project
     HTTPResponse answer = co_await client.send(HTTPMethod::post, std::move(target), JSONCoding::serialized(body), true);
     auto created = answer.decode<CreatedJiraIssue>();
 
-    JiraIssue issue;
+    JiraIssue asSent = jira::issueAsSent(created.key, draft, projectID, type);
+    TaskItem item = jira::taskItem(std::move(asSent), {ids, projectID, webBaseURL, {}});
     try {
-        issue = co_await readIssue(created.key, ids);
+        JiraIssue issue = co_await readIssue(created.key, ids);
+        item = co_await finished(std::move(issue), ids, projectID);
     } catch (const std::exception&) {
-        // It is made: an error would have it made a second time.
-        issue = jira::issueAsSent(created.key, draft, projectID, type);
+        // It is made: an error would have it made a second time. That goes for a caller who has given up, too, so
+        // nothing is awaited from here on.
     }
-    TaskItem item = co_await finished(std::move(issue), std::move(ids), std::move(projectID));
     co_return item;
 }
 
