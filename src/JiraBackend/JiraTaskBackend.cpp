@@ -20,6 +20,8 @@ constexpr size_t unlimited = std::numeric_limits<size_t>::max();
 constexpr size_t maximalHints = 200;
 // As many as come on one page, and few enough for an address that every server takes.
 constexpr size_t keysPerQuery = 100;
+// Far more than anybody's issues fill. A server that names ever new pages would be asked until the memory ends.
+constexpr size_t mostPages = 10'000;
 
 Account requireJira(Account account) {
     if (account.kind != BackendKind::jira) {
@@ -42,7 +44,7 @@ Async<std::vector<JiraIssue>> searchCloud(const HTTPClient& client, URLQuery que
     std::vector<JiraIssue> issues;
     std::unordered_set<std::string> pagesRead;
     std::optional<std::string> token;
-    while (true) {
+    for (size_t pages = 0; pages < mostPages; ++pages) {
         URLQuery pageQuery = query;
         if (token) {
             // A list that leads back to one of its pages never ends, and what else it holds would be lost.
@@ -59,11 +61,12 @@ Async<std::vector<JiraIssue>> searchCloud(const HTTPClient& client, URLQuery que
             co_return issues;
         }
     }
+    throw BackendError::invalidResponse();
 }
 
 Async<std::vector<JiraIssue>> searchServer(const HTTPClient& client, URLQuery query, size_t maxItems) {
     std::vector<JiraIssue> issues;
-    while (true) {
+    for (size_t pages = 0; pages < mostPages; ++pages) {
         URLQuery pageQuery = query;
         pageQuery.push_back(jira::startAt(issues.size()));
         ServerSearchPage page = co_await client.get<ServerSearchPage>("search", std::move(pageQuery));
@@ -74,11 +77,12 @@ Async<std::vector<JiraIssue>> searchServer(const HTTPClient& client, URLQuery qu
             co_return issues;
         }
     }
+    throw BackendError::invalidResponse();
 }
 
 Async<std::vector<JiraProject>> cloudProjects(const HTTPClient& client) {
     std::vector<JiraProject> projects;
-    while (true) {
+    for (size_t pages = 0; pages < mostPages; ++pages) {
         URLQuery query{jira::startAt(projects.size()), jira::pageSize()};
         ProjectPage page = co_await client.get<ProjectPage>("project/search", std::move(query));
         bool isEmpty = page.values.empty();
@@ -87,6 +91,7 @@ Async<std::vector<JiraProject>> cloudProjects(const HTTPClient& client) {
             co_return projects;
         }
     }
+    throw BackendError::invalidResponse();
 }
 
 }  // namespace
@@ -210,7 +215,7 @@ Async<std::vector<TaskItem>> JiraTaskBackend::fetchTasks(std::string projectID, 
 Async<std::vector<TaskComment>> JiraTaskBackend::fetchComments(TaskItem task) {
     std::string path = jira::issuePath(task.id) + "/comment";
     std::vector<TaskComment> result;
-    while (true) {
+    for (size_t pages = 0; pages < mostPages; ++pages) {
         URLQuery query{{"orderBy", "created"}, jira::startAt(result.size()), jira::pageSize()};
         CommentPage page = co_await client.get<CommentPage>(path, std::move(query));
         for (JiraComment& comment : page.comments) {
@@ -220,6 +225,7 @@ Async<std::vector<TaskComment>> JiraTaskBackend::fetchComments(TaskItem task) {
             co_return result;
         }
     }
+    throw BackendError::invalidResponse();
 }
 
 Async<std::string> JiraTaskBackend::rawTask(TaskItem task) {

@@ -69,6 +69,30 @@ TEST(JiraTasksTest, aListThatLeadsBackToAPageIsAnErrorAndNotEndless) {
     EXPECT_EQ(jira.requests().size(), 3U);
 }
 
+// Every answer names another page.
+void answerWithoutEnd(JiraScenario& jira) {
+    jira.server->onRequest = [](const URLRequest& request) -> std::optional<ScriptedTransport::Answer> {
+        std::string token = std::to_string(std::hash<std::string>()(request.url.text()));
+        std::string page = R"({"issues":[)" + issueJSON("ORCH-1") + R"(],"values":[{"id":"1","key":"K","name":"N"}],)" +
+                           R"("comments":[{"id":"1","body":"b"}],"total":900000000,"isLast":false,)" +
+                           R"("nextPageToken":")" + token + "\"}";
+        return ScriptedTransport::Answer{.body = page};
+    };
+}
+
+TEST(JiraTasksTest, aListThatNamesEverNewPagesIsReadForTenThousandAndIsAnErrorThen) {
+    Cloud cloud;
+    answerWithoutEnd(cloud);
+    Server server;
+    answerWithoutEnd(server);
+
+    EXPECT_EQ(errorOf(cloud.backend.fetchTasks("10301", cloud.clock->now())), BackendError::invalidResponse());
+    EXPECT_EQ(cloud.requests().size(), 10'000U);
+    EXPECT_EQ(errorOf(cloud.backend.fetchProjects()), BackendError::invalidResponse());
+    EXPECT_EQ(errorOf(server.backend.fetchTasks("10301", server.clock->now())), BackendError::invalidResponse());
+    EXPECT_EQ(errorOf(server.backend.fetchComments(task("WHEEL-12"))), BackendError::invalidResponse());
+}
+
 TEST(JiraTasksTest, aServerIsReadOnByTheNumberGathered) {
     Server jira;
     std::string first = asked("search", allOfOrchard);
