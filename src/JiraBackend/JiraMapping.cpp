@@ -1,5 +1,7 @@
 #include "JiraBackend/JiraMappingInternal.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <set>
 
@@ -94,7 +96,15 @@ std::optional<Date> date(const std::optional<std::string>& text) {
 
 std::optional<Date> day(const std::optional<std::string>& text) {
     constexpr size_t length = 10;
-    return text ? parseLocalDay(std::string_view(*text).substr(0, length)) : std::nullopt;
+    std::string start = text.value_or("").substr(0, length);
+    std::vector<std::string_view> parts = pieces(start, '-');
+    if (parts.size() != 3) {
+        return std::nullopt;
+    }
+    std::optional<int64_t> year = decimalInteger(parts[0]);
+    std::optional<int64_t> month = decimalInteger(parts[1]);
+    std::optional<int64_t> day = decimalInteger(parts[2]);
+    return year && month && day ? parseLocalDay(fmt::format("{:04}-{:02}-{:02}", *year, *month, *day)) : std::nullopt;
 }
 
 std::vector<Project> projects(const std::vector<JiraProject>& found, const UUID& accountID, const URL& webBaseURL) {

@@ -21,6 +21,16 @@ bool isVersion(std::string_view component) {
     return component == "2" || component == "3" || component == "latest";
 }
 
+// An epic link is a text, and may be any.
+std::string quotedText(std::string_view text) {
+    std::string result = "\"";
+    for (char character : text) {
+        result += character == '"' || character == '\\' ? "\\" : "";
+        result += character;
+    }
+    return result + "\"";
+}
+
 void requirePathSegment(const std::string& id) {
     requirePathSegments(id);
     if (id.find('/') != std::string::npos) {
@@ -93,6 +103,7 @@ std::string relativeDate(Date since, Date now) {
 }
 
 std::string projectQuery(const std::string& projectID) {
+    requireNumber(projectID);
     return "project = " + projectID;
 }
 
@@ -110,7 +121,12 @@ std::string ownChangesQuery(Date since, Date now) {
 }
 
 std::string keysQuery(const std::vector<std::string>& keys) {
-    return fmt::format("key in (\"{}\")", fmt::join(keys, "\",\""));
+    std::vector<std::string> quoted;
+    quoted.reserve(keys.size());
+    for (const std::string& key : keys) {
+        quoted.push_back(quotedText(key));
+    }
+    return fmt::format("key in ({})", fmt::join(quoted, ","));
 }
 
 URLQueryItem pageSize() {

@@ -32,6 +32,7 @@ std::string issueFields(const CustomFieldIDs& ids);
 // "\"-70m\"": at least ten minutes more than have gone by since the date. The service reads clock times in a zone of
 // its own, and its clock may differ.
 std::string relativeDate(Date since, Date now);
+// BackendError::notFound for an id that is no number: it would be read as a part of the query.
 std::string projectQuery(const std::string& projectID);
 std::string tasksQuery(const std::string& projectID, std::optional<Date> updatedSince, Date now);
 std::string ownChangesQuery(Date since, Date now);

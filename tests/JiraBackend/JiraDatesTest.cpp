@@ -79,7 +79,9 @@ TEST(JiraDueDateTest, onlyTheDayOfALongerTextCountsAndNothingElseIsADay) {
     };
 
     EXPECT_EQ(due("2026-03-20T17:00:00.000+0100"), parseISO8601("2026-03-20T00:00:00Z"));
-    for (const char* text : {"", "2026", "2026-03", "20/Mar/26", "2026-03-xx", "tomorrow!!"}) {
+    EXPECT_EQ(due("2026-3-5"), parseISO8601("2026-03-05T00:00:00Z"));
+    for (const char* text :
+         {"", "2026-3-5-1", "2026-13-01", "2026-02-30", "2026", "2026-03", "20/Mar/26", "2026-03-xx", "tomorrow!!"}) {
         EXPECT_EQ(due(text), std::nullopt) << text;
     }
 }

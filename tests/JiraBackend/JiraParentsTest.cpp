@@ -89,6 +89,14 @@ TEST(JiraParentsTest, aPageOfAProxyForTheTitlesLeavesThemOut) {
     EXPECT_EQ(fetch(jira).at(0).parent, (TaskParent{"DAM-9", ""}));
 }
 
+TEST(JiraParentsTest, anEpicLinkThatHoldsAQuoteStaysAKey) {
+    Server jira;
+    answerIssues(jira, issueJSON("WHEEL-1", epicLinkTo(R"(A\") OR (\\)")), {.body = R"({"issues":[]})"});
+
+    EXPECT_EQ(fetch(jira).at(0).parent, (TaskParent{R"(A") OR (\)", ""}));
+    EXPECT_THAT(jira.requests().at(1), StartsWith(R"(GET /search?jql=key in ("A\") OR (\\")&fields)"));
+}
+
 // An address holds only so many keys.
 class ManyParents : public testing::Test {
 protected:

@@ -71,6 +71,16 @@ TEST_F(JiraRequestsTest, idsThatWouldLeadElsewhereAreNotFound) {
     EXPECT_THAT(jira.requests(), testing::IsEmpty());
 }
 
+TEST_F(JiraRequestsTest, aProjectThatIsNoNumberIsNotFoundAndNoPartOfAQuery) {
+    Cloud jira;
+    for (const char* id : {"", "ORCH", "1 OR project = 2", "1\"", "-1"}) {
+        EXPECT_EQ(errorOf(jira.backend.fetchTasks(id, std::nullopt)), BackendError::notFound());
+        EXPECT_EQ(errorOf(jira.backend.fetchTasks(id, jira.clock->now())), BackendError::notFound());
+        EXPECT_EQ(errorOf(jira.backend.taskCount(id)), BackendError::notFound());
+    }
+    EXPECT_THAT(jira.requests(), testing::IsEmpty());
+}
+
 TEST_F(JiraRequestsTest, anAccountOfAnotherServiceIsAProgrammingError) {
     Account account = jiraAccount("https://larch.example");
     account.kind = BackendKind::gitlab;
