@@ -77,5 +77,20 @@ TEST(JiraHintsTest, moreThanTwoHundredAreNotReadOn) {
     EXPECT_THAT(jira.requests(), ElementsAre(line + "0", line + "100"));
 }
 
+TEST(JiraHintsTest, theFirstTwoHundredOfALongerPageAreHintedAt) {
+    Cloud jira;
+    std::string issues;
+    for (int number = 1; number <= 201; ++number) {
+        std::string fields = R"("project":{"id":")" + std::to_string(number) + R"("},"updated":"2026-02-05T17:00:00Z")";
+        issues += (issues.empty() ? "" : ",") + issueJSON("K-1", fields);
+    }
+    jira.answer("GET /search/jql", R"({"issues":[)" + issues + "]}");
+
+    ChangeHints hints = runToEnd(jira.backend.notifiedTaskUpdates(jira.clock->now() - 3600));
+
+    EXPECT_EQ(hints.size(), 200U);
+    EXPECT_FALSE(hints.contains("201"));
+}
+
 }  // namespace
 }  // namespace marlet

@@ -70,6 +70,16 @@ TEST(JiraParentsTest, cloudNeverSearchesForParents) {
     EXPECT_EQ(jira.requests().size(), 1U);
 }
 
+TEST(JiraParentsTest, theTitleThatAnIssueTellsOfItsParentComesFirst) {
+    Cloud jira;
+    answerIssues(jira,
+                 issueJSON("ORCH-1", R"("parent":{"key":"ORCH-2","fields":{"summary":"Told"}})") + "," +
+                     issueJSON("ORCH-2", R"("summary":"Known")"),
+                 {.status = 500});
+
+    EXPECT_EQ(fetch(jira).at(0).parent, (TaskParent{"ORCH-2", "Told"}));
+}
+
 TEST(JiraParentsTest, aSearchForTitlesThatFailsLeavesTheParentsWithoutThem) {
     for (int status : {400, 401, 404, 429, 500}) {
         Server jira;
