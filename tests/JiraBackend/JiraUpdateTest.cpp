@@ -62,6 +62,20 @@ TEST(JiraUpdateTest, everyChangeGoesOutInOneEditAndTheAnswerIsWhatIsRead) {
     EXPECT_EQ(item, expected);
 }
 
+TEST(JiraUpdateTest, theAnswerIsFinishedLikeAFetchedTask) {
+    Server jira;
+    jira.answer("GET /search", R"({"issues":[)" + issueJSON("DAM-9", R"("summary":"There")") + "]}");
+    answerIssue(jira, standing + R"(,"customfield_10301":"DAM-9")", "WHEEL-12");
+    TaskItem wanted = standingTask("WHEEL-12");
+    wanted.parent = TaskParent{"DAM-9", "as it once was"};
+
+    TaskItem item = runToEnd(jira.backend.updateTask(wanted));
+
+    EXPECT_EQ(item.parent, (TaskParent{"DAM-9", "There"}));
+    EXPECT_EQ(item.projectID, wanted.projectID);
+    EXPECT_THAT(jira.bodies(), IsEmpty());
+}
+
 TEST(JiraUpdateTest, aTitleThatIsMissingIsSentEvenIfEmpty) {
     Cloud jira;
     EXPECT_THAT(editing(jira, "", task("ORCH-41", "")), ElementsAre(R"({"fields":{"summary":""}})"));
