@@ -22,11 +22,17 @@ void answerIssue(JiraScenario& jira, const std::string& fields, const std::strin
     jira.answer("PUT /issue/" + key, "", 204);
 }
 
-// The one body that the edit sends.
+// All bodies sent so far, this edit's with them.
 Lines editing(JiraScenario& jira, const std::string& fields, const TaskItem& wanted) {
     answerIssue(jira, fields, wanted.id);
     runToEnd(jira.backend.updateTask(wanted));
     return jira.bodies();
+}
+
+// The last body that was sent, by this edit or one before it.
+std::string lastEdit(JiraScenario& jira, const std::string& fields, const TaskItem& wanted) {
+    Lines bodies = editing(jira, fields, wanted);
+    return bodies.empty() ? "(none)" : bodies.back();
 }
 
 TEST(JiraUpdateTest, anEditWithoutAChangeReadsTwiceAndWritesNothing) {
@@ -145,9 +151,9 @@ TEST(JiraUpdateTest, aParentOfCloudIsSetMovedAndRemovedByItsField) {
     std::string child = standing + R"(,"parent":{"key":"ORCH-7"})";
     Cloud jira;
     TaskItem wanted = standingTask();
-    EXPECT_EQ(editing(jira, child, wanted).back(), R"({"fields":{"parent":null}})");
+    EXPECT_EQ(lastEdit(jira, child, wanted), R"({"fields":{"parent":null}})");
     wanted.parent = TaskParent{"ORCH-9", "Other"};
-    EXPECT_EQ(editing(jira, child, wanted).back(), R"({"fields":{"parent":{"key":"ORCH-9"}}})");
+    EXPECT_EQ(lastEdit(jira, child, wanted), R"({"fields":{"parent":{"key":"ORCH-9"}}})");
     wanted.parent = TaskParent{"ORCH-7", "another title"};
     EXPECT_EQ(editing(jira, child, wanted).size(), 2U);
 }
@@ -157,9 +163,9 @@ TEST(JiraUpdateTest, aParentOfAServerIsSetMovedAndRemovedByTheEpicLink) {
     Server jira;
     jira.answer("GET /search", R"({"issues":[]})");
     TaskItem wanted = standingTask("WHEEL-12");
-    EXPECT_EQ(editing(jira, child, wanted).back(), R"({"fields":{"customfield_10301":null}})");
+    EXPECT_EQ(lastEdit(jira, child, wanted), R"({"fields":{"customfield_10301":null}})");
     wanted.parent = TaskParent{"WHEEL-4", ""};
-    EXPECT_EQ(editing(jira, child, wanted).back(), R"({"fields":{"customfield_10301":"WHEEL-4"}})");
+    EXPECT_EQ(lastEdit(jira, child, wanted), R"({"fields":{"customfield_10301":"WHEEL-4"}})");
     wanted.parent = TaskParent{"WHEEL-3", ""};
     EXPECT_EQ(editing(jira, child, wanted).size(), 2U);
 }
@@ -192,13 +198,13 @@ TEST(JiraUpdateTest, pointsAreChangedInTheFieldThatHoldsThem) {
     Cloud jira;
     TaskItem wanted = standingTask();
     wanted.estimate = 2.5;
-    EXPECT_EQ(editing(jira, pointed, wanted).back(), R"({"fields":{"customfield_10231":2.5E0}})");
+    EXPECT_EQ(lastEdit(jira, pointed, wanted), R"({"fields":{"customfield_10231":2.5E0}})");
     wanted.estimate.reset();
-    EXPECT_EQ(editing(jira, pointed, wanted).back(), R"({"fields":{"customfield_10231":null}})");
+    EXPECT_EQ(lastEdit(jira, pointed, wanted), R"({"fields":{"customfield_10231":null}})");
     wanted.estimate = 3;
     EXPECT_EQ(editing(jira, pointed, wanted).size(), 2U);
     wanted.estimate = 0;
-    EXPECT_EQ(editing(jira, pointed, wanted).back(), R"({"fields":{"customfield_10231":0}})");
+    EXPECT_EQ(lastEdit(jira, pointed, wanted), R"({"fields":{"customfield_10231":0}})");
 }
 
 TEST(JiraUpdateTest, clearingPointsThatAreNotThereSendsNothing) {
