@@ -60,7 +60,8 @@ GitLabIssue issueAsSent(int64_t iid, const CreateIssue& sent) {
     issue.description = sent.description;
     issue.state = "opened";
     issue.dueDate = sent.dueDate;
-    for (std::string_view name : pieces(sent.labels.value_or(""), ',')) {
+    std::string labels = sent.labels.value_or("");
+    for (std::string_view name : pieces(labels, ',')) {
         issue.labels.push_back({std::string(name), std::nullopt});
     }
     return issue;
