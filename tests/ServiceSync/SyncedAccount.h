@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/asio/executor_work_guard.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,9 +51,6 @@ public:
     std::string accountError();  // empty when there is none
 
     TestLoop loop;
-    // The store's thread lets go of the loop a moment after a job's end. Were that the loop's last work, it would stop
-    // the loop amid the next operation; a day of ticks has thousands of them.
-    boost::asio::executor_work_guard<Executor> work = boost::asio::make_work_guard(loop.executor());
     std::shared_ptr<VirtualClock> clock = std::make_shared<VirtualClock>();
     SyncPolicy policy;
     TaskStore store;
