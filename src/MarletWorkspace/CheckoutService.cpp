@@ -1,0 +1,1 @@
+#include "MarletWorkspace/CheckoutService.h"

@@ -1,0 +1,1 @@
+#include "MarletWorkspace/ProcessRunner.h"

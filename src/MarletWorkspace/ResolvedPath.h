@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace marlet {
+
+// The canonical form of a path that may not exist yet: as far as it exists, symbolic links are resolved.
+std::string resolvedPath(const std::string& path);
+
+// The resolved path of the segments below `root`. Throws FolderSchemeError::outsideRoot where they lead out of it, also
+// by a symbolic link, or back to it.
+std::string appendingCheckedSegments(const std::string& root, const std::vector<std::string>& segments);
+
+// With the home folder in place of a tilde: "~" alone, or a beginning "~/".
+std::string expandingTilde(const std::string& path, const std::string& homeDirectory);
+
+}  // namespace marlet

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "MarletBase/LocalizedError.h"
+#include "MarletWorkspace/CommandRunner.h"
+#include "MarletWorkspace/ToolSettings.h"
+
+namespace marlet {
+
+class ToolLocatorError final : public LocalizedError {
+public:
+    enum class Case { notExecutable, commandLineToolsMissing, homebrewGitMissing, gitNotFound, claudeNotFound };
+
+    static ToolLocatorError notExecutable(std::string path);
+    static ToolLocatorError commandLineToolsMissing();
+    static ToolLocatorError homebrewGitMissing();
+    static ToolLocatorError gitNotFound();
+    static ToolLocatorError claudeNotFound();
+
+    Case kind() const { return which; }
+    const std::string& path() const { return given; }  // of notExecutable
+
+private:
+    ToolLocatorError(Case kind, std::string path, std::string description);
+
+    Case which;
+    std::string given;
+};
+
+// Finds git and claude, anew with every call: a tool installed a moment ago is seen at once.
+//
+// Safe to use from any thread, as its functions must be; they block for as long as their commands run.
+struct ToolLocator {
+    static const std::vector<std::string> nativeHomebrewPrefixes;
+
+    std::function<bool(const std::string& path)> isExecutable;
+    std::function<std::optional<std::string>()> developerDirectory;
+    std::function<std::optional<std::string>(const std::string& command)> shellLookup;  // what the user's shell says
+    std::string homeDirectory;
+    std::vector<std::string> homebrewPrefixes;
+
+    // Asks the file system, and the developer tools and the shell by `runner`.
+    static ToolLocator live(std::shared_ptr<const CommandRunner> runner, std::string homeDirectory, std::string shell);
+
+    // Both throw ToolLocatorError.
+    LocatedTool git(GitChoice choice, std::optional<std::string> customPath) const;
+    LocatedTool claude(std::optional<std::string> customPath) const;
+};
+
+// The first line of a command's output that isn't empty, without blanks around it; empty when there is none.
+std::string firstLine(std::string_view output);
+
+}  // namespace marlet
