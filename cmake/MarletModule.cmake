@@ -12,11 +12,18 @@ function(marlet_include_root name)
   set(MARLET_INCLUDE_ROOT "${root}" PARENT_SCOPE)
 endfunction()
 
-# Every target shares one precompiled header, made by MarletBase's own build.
+# Every target shares one precompiled header, made by MarletBase's own build; the tests share a larger one.
 function(marlet_use_precompiled_header target)
   if(TARGET MarletPrecompiled)
     target_link_libraries(${target} PRIVATE MarletPrecompiledUsage)
     target_precompile_headers(${target} REUSE_FROM MarletPrecompiled)
+  endif()
+endfunction()
+
+function(marlet_use_test_precompiled_header target)
+  if(TARGET MarletTestPrecompiled)
+    target_link_libraries(${target} PRIVATE MarletPrecompiledUsage GTest::gmock)
+    target_precompile_headers(${target} REUSE_FROM MarletTestPrecompiled)
   endif()
 endfunction()
 
@@ -56,7 +63,7 @@ function(marlet_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;DEPENDS")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} TestSupport GTest::gmock GTest::gtest_main)
-  marlet_use_precompiled_header(${name})
+  marlet_use_test_precompiled_header(${name})
   add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
   set_tests_properties(${name} PROPERTIES TIMEOUT 600)
 endfunction()
