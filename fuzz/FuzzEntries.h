@@ -8,6 +8,10 @@ namespace marlet {
 // However the bytes are cut into packets, the same requests or the same mistake come out.
 void fuzzHTTPRequestParser(std::string_view bytes);
 
+// Taken for a request and for a reply: what can be read can be written, as one line that reads back as the same
+// message; what can't is refused with HelperMessageError.
+void fuzzHelperMessage(std::string_view bytes);
+
 // What can be read can be written, and reads back as the same value; what can't is refused with JSONError.
 void fuzzJSONValue(std::string_view bytes);
 

@@ -50,17 +50,17 @@ void appendJSON(std::string& text, const std::vector<Element>& values) {
 namespace detail {
 
 template <class Value>
-void appendMember(std::string& text, bool& isFirst, const char* name, const Value& value) {
+void appendMember(std::string& text, bool& isFirst, std::string_view key, const Value& value) {
     text += isFirst ? "\"" : ",\"";
     isFirst = false;
-    text += name;
+    text += key;
     text += "\":";
     appendJSON(text, value);
 }
 template <class Value>
-void appendMember(std::string& text, bool& isFirst, const char* name, const std::optional<Value>& value) {
+void appendMember(std::string& text, bool& isFirst, std::string_view key, const std::optional<Value>& value) {
     if (value) {
-        appendMember(text, isFirst, name, *value);
+        appendMember(text, isFirst, key, *value);
     }
 }
 
@@ -70,8 +70,10 @@ template <DescribedRecord Record>
 void appendJSON(std::string& text, const Record& record) {
     text += '{';
     bool isFirst = true;
-    boost::mp11::mp_for_each<MembersOf<Record>>(
-        [&](auto member) { detail::appendMember(text, isFirst, member.name, record.*member.pointer); });
+    boost::mp11::mp_for_each<MembersOf<Record>>([&](auto member) {
+        constexpr std::string_view key = detail::MemberKeys<Record, decltype(member)>::declared;
+        detail::appendMember(text, isFirst, key, record.*member.pointer);
+    });
     text += '}';
 }
 

@@ -83,32 +83,31 @@ std::optional<RawJSONObject> RawJSONObject::parse(std::string_view bytes) {
         scanner.take(':');
         std::string_view value = scanner.takeValue();
         scanner.take(',');
-        object.members.push_back(Member{std::move(key), std::string(value)});
+        object.all.push_back(Member{std::move(key), std::string(value)});
     }
     return object;
 }
 
 void RawJSONObject::set(std::string_view key, const boost::json::value& value) {
     std::string text = boost::json::serialize(value);
-    auto first = std::find_if(members.begin(), members.end(), [&](const Member& member) { return member.key == key; });
-    if (first == members.end()) {
-        members.push_back(Member{std::string(key), std::move(text)});
+    auto first = std::find_if(all.begin(), all.end(), [&](const Member& member) { return member.key == key; });
+    if (first == all.end()) {
+        all.push_back(Member{std::string(key), std::move(text)});
         return;
     }
     first->text = std::move(text);
     // A key that stands twice would speak against the new value.
     auto behind = std::next(first);
-    members.erase(std::remove_if(behind, members.end(), [&](const Member& member) { return member.key == key; }),
-                  members.end());
+    all.erase(std::remove_if(behind, all.end(), [&](const Member& member) { return member.key == key; }), all.end());
 }
 
 void RawJSONObject::remove(std::string_view key) {
-    std::erase_if(members, [&](const Member& member) { return member.key == key; });
+    std::erase_if(all, [&](const Member& member) { return member.key == key; });
 }
 
 std::string RawJSONObject::text() const {
     std::string result = "{";
-    for (const Member& member : members) {
+    for (const Member& member : all) {
         result += result.size() > 1 ? "," : "";
         result += boost::json::serialize(boost::json::string_view(member.key));
         result += ':';

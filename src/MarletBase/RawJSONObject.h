@@ -12,6 +12,11 @@ namespace marlet {
 // size, the order of keys, members of every kind.
 class RawJSONObject {
 public:
+    struct Member {
+        std::string key;
+        std::string text;  // of the value, as it came
+    };
+
     // No value for bytes that aren't one JSON object.
     static std::optional<RawJSONObject> parse(std::string_view bytes);
 
@@ -20,15 +25,13 @@ public:
     // Without effect if there is no such member.
     void remove(std::string_view key);
 
+    // In the order of the text. A key that stands there twice is here twice.
+    const std::vector<Member>& members() const { return all; }
+
     std::string text() const;
 
 private:
-    struct Member {
-        std::string key;
-        std::string text;  // of the value, as it came
-    };
-
-    std::vector<Member> members;
+    std::vector<Member> all;
 };
 
 }  // namespace marlet

@@ -125,6 +125,23 @@ TEST(JSONTextTest, aRecordReadsBack) {
     EXPECT_EQ(decoded<Tree>(parseJSON(text)), tree);
 }
 
+struct Fruit {
+    std::string colour;
+    std::optional<std::string> taste;
+    bool operator==(const Fruit&) const = default;
+};
+BOOST_DESCRIBE_STRUCT(Fruit, (), (colour, taste))
+constexpr std::array<KeyName, 1> keyNames(const Fruit*) {
+    return {{{"taste", "_taste"}}};
+}
+
+TEST(JSONTextTest, aMemberWithAKeyOfItsOwnHasIt) {
+    std::string text;
+    appendJSON(text, Fruit{"red", "sour"});
+    EXPECT_EQ(text, R"({"colour":"red","_taste":"sour"})");
+    EXPECT_EQ(decoded<Fruit>(parseJSON(text)), (Fruit{"red", "sour"}));
+}
+
 TEST(JSONTextTest, datesReadBackExactly) {
     std::mt19937_64 generator(7);
     std::uniform_real_distribution<double> seconds(-62135769600.0, 64092211200.0);

@@ -49,6 +49,17 @@ TEST(RawJSONObjectTest, aKeyIsFoundHoweverItIsEscaped) {
     EXPECT_EQ(task.text(), R"({"r":2})");
 }
 
+TEST(RawJSONObjectTest, itsMembersAreToldInOrderAlsoOnesThatStandTwice) {
+    RawJSONObject task = object(R"({"b": [1, 2],"a":1e0,"b":null})");
+
+    std::vector<std::pair<std::string, std::string>> told;
+    for (const RawJSONObject::Member& member : task.members()) {
+        told.emplace_back(member.key, member.text);
+    }
+
+    EXPECT_EQ(told, (std::vector<std::pair<std::string, std::string>>{{"b", "[1, 2]"}, {"a", "1e0"}, {"b", "null"}}));
+}
+
 TEST(RawJSONObjectTest, whatIsNoObjectGivesNone) {
     for (std::string_view text : {"", "[]", "null", "{", "{\"a\":}", "<html>", "{} {}"}) {
         EXPECT_FALSE(RawJSONObject::parse(text)) << text;
