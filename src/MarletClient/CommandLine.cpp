@@ -2,105 +2,15 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
-#include <memory>
+#include <algorithm>
 
-#include "MarletBase/Coding.h"
 #include "MarletBase/Text.h"
+#include "MarletClient/CommandTree.h"
 #include "MarletClient/DataFolder.h"
-#include "MarletClient/OptionValues.h"
-#include "MarletClient/Options.h"
 #include "MarletClient/Version.h"
 
 namespace marlet {
 namespace {
-
-// The library takes a text in brackets for a list. A text with this before it is none.
-constexpr char guard = '\x01';
-
-std::string guarded(const std::string& argument) {
-    return argument.starts_with('[') || argument.starts_with(guard) ? guard + argument : argument;
-}
-
-std::string unguarded(const std::string& text) {
-    return text.starts_with(guard) ? text.substr(1) : text;
-}
-
-void removeGuards(boost::json::value& options) {
-    if (boost::json::string* text = options.if_string()) {
-        options = unguarded(std::string(*text));
-    } else if (boost::json::array* elements = options.if_array()) {
-        std::for_each(elements->begin(), elements->end(), removeGuards);
-    } else if (boost::json::object* members = options.if_object()) {
-        for (auto& member : *members) {
-            removeGuards(member.value());
-        }
-    }
-}
-
-// A leaf of the tree of commands: once it is chosen, its options become the request.
-template <class Options>
-struct Command {
-    CLI::App* app;
-    std::shared_ptr<Options> options;
-
-    Command(CLI::App& parent, const std::string& name, const std::string& description, CommandRequest& request)
-        : app(parent.add_subcommand(name, description)), options(std::make_shared<Options>()) {
-        std::string fullName = parent.get_parent() ? parent.get_name() + " " + name : name;
-        app->callback([filled = options, fullName, &request] {
-            request = CommandRequest{fullName, encode(*filled, DateCoding::seconds)};
-            removeGuards(request.options);
-        });
-    }
-
-    CLI::Option* text(const std::string& name, std::string& place, const std::string& description,
-                      const std::string& kind = "TEXT") {
-        return app->add_option(name, place, description)->type_name(kind);
-    }
-    CLI::Option* text(const std::string& name, std::optional<std::string>& place, const std::string& description,
-                      const std::string& kind = "TEXT") {
-        auto take = [kept = options, &place](const std::string& value) { place = value; };
-        return app->add_option_function<std::string>(name, take, description)->type_name(kind);
-    }
-    // An option that may be given several times, each time with one value.
-    CLI::Option* texts(const std::string& name, std::vector<std::string>& place, const std::string& description,
-                       const std::string& kind) {
-        return app->add_option(name, place, description)
-            ->type_name(kind)
-            ->expected(1)
-            ->take_all()
-            ->allow_extra_args(false);
-    }
-    // One or more arguments without an option's name.
-    CLI::Option* names(const std::string& name, std::vector<std::string>& place, const std::string& description) {
-        return app->add_option(name, place, description)->required()->type_name("");
-    }
-    CLI::Option* name(const std::string& argument, std::string& place, const std::string& description) {
-        return app->add_option(argument, place, description)->required()->type_name("");
-    }
-    void flag(const std::string& flagName, bool& place, const std::string& description) {
-        app->add_flag(flagName, place, description);
-    }
-    template <class Value, class Read>
-    CLI::Option* value(const std::string& name, Value& place, Read read, const std::string& description,
-                       const std::string& kind) {
-        auto take = [kept = options, &place, read](const std::string& given) { place = read(given); };
-        return app->add_option_function<std::string>(name, take, description)->type_name(kind);
-    }
-    void inProject() { text("--project", options->project, "The project in which a number names the task", "PROJECT"); }
-};
-
-CLI::App& group(CLI::App& parent, const std::string& name, const std::string& description) {
-    CLI::App* app = parent.add_subcommand(name, description);
-    app->require_subcommand(1);
-    return *app;
-}
-
-// One that takes nothing but the options of all commands.
-void addPlainCommand(CLI::App& parent, const std::string& name, const std::string& description,
-                     CommandRequest& request) {
-    Command<NoOptions> command(parent, name, description, request);
-}
 
 // The token is read before the command is carried out; an argument could be read by every process of the computer.
 void addTokenOptions(CLI::App& command, CommandLine& line) {
@@ -128,7 +38,7 @@ void addAccountSettings(CLI::App& accounts, CommandLine& line) {
     Command<AccountAgentOptions> agent(accounts, "agent", "Choose the agent that gets an account's tasks",
                                        line.request);
     agent.name("ACCOUNT", agent.options->account, accountHelp);
-    agent.value("AGENT", agent.options->agent, agentValue, "code, cowork, copilot or none", "")->required();
+    agent.choice("AGENT", agent.options->agent, "The agent; none leaves the choice to each task", "agent")->required();
     Command<AccountTypeOptions> type(accounts, "type", "Choose the type of a Jira account's new tasks", line.request);
     type.name("ACCOUNT", type.options->account, accountHelp);
     type.text("TYPE", type.options->type, "The type's name", "");
@@ -140,7 +50,7 @@ void addAccountCommands(CLI::App& root, CommandLine& line) {
     Command<AccountAddOptions> add(
         accounts, "add", "Add an account. Its access token is asked for, and checked, before anything is kept.",
         line.request);
-    add.value("KIND", add.options->kind, kindValue, "github, gitlab, vikunja, forgejo, jira or local", "")->required();
+    add.choice("KIND", add.options->kind, "The service, or local for tasks on this computer alone", "kind")->required();
     add.text("--name", add.options->name, "What the account is called here", "NAME")->required();
     add.text("--url", add.options->url,
              "The server's start page, https:// unless it says http://, which sends the token unencrypted", "URL");
@@ -179,7 +89,7 @@ const char* const tasksHelp = "The tasks' ids, beginnings of them, or their numb
 void addTaskListing(CLI::App& tasks, CommandRequest& request) {
     Command<TaskListOptions> list(tasks, "list", "List tasks, the last updated first", request);
     list.text("--project", list.options->project, "Only tasks of this project", "PROJECT");
-    list.value("--list", list.options->list, listValue, "next, starred, updated or timing", "LIST");
+    list.choice("--list", list.options->list, "Only what is on this list", "list");
     list.text("--query", list.options->query, "Text in the title, notes, labels, or the number", "TEXT");
     list.text("--parent", list.options->parent, "Only the children of this task", "TASK");
     list.flag("--epics", list.options->epics, "Only tasks that others can belong to");
@@ -277,6 +187,7 @@ void addSyncCommands(CLI::App& root, CommandRequest& request) {
 
     CLI::App& mcp = group(root, "mcp", "The endpoint for agents");
     addPlainCommand(mcp, "show", "Show the endpoint and its token", request);
+    addPlainCommand(mcp, "rotate", "Make a new token, so that the old one is worth nothing any more", request);
 }
 
 // The library's words, as one sentence of ours.
@@ -325,8 +236,9 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     root.set_help_flag("--help,-h", "Show this help");
     root.set_version_flag("--version", std::string("marlet ") + versionText, "Show the version");
     std::string folder;
-    root.add_option("--data", folder, fmt::format("The data folder ({})", DataFolder::defaultPath().string()))
-        ->type_name("DIR");
+    root.add_option("--data", folder, "The data folder")
+        ->type_name("DIR")
+        ->default_str(DataFolder::defaultPath().string());
     root.add_flag("--json", line.wantsJSON, "One JSON value on standard output");
     addGeneralCommands(root, line.request);
     addAccountCommands(root, line);

@@ -7,7 +7,6 @@
 #include <iostream>
 #include <iterator>
 
-#include "MarletBase/Coding.h"
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandLine.h"
 
@@ -23,6 +22,20 @@ std::optional<Number> number(const std::string& text) {
 }
 
 }  // namespace
+
+std::string joinedWords(const std::vector<std::string>& words, const std::string& separator,
+                        const std::string& lastSeparator) {
+    std::string result;
+    for (size_t index = 0; index < words.size(); ++index) {
+        result += index == 0 ? "" : index + 1 == words.size() ? lastSeparator : separator;
+        result += words[index];
+    }
+    return result;
+}
+
+void refuseChoice(const std::string& what, const std::string& text, const std::string& choices) {
+    throw UsageError(fmt::format("Unknown {} \"{}\". Use {}.", what, text, choices));
+}
 
 int64_t portValue(const std::string& text) {
     std::optional<int64_t> port = number<int64_t>(text);
@@ -57,31 +70,6 @@ Date dateValue(const std::string& option, const std::string& text) {
         throw UsageError(fmt::format("{} \"{}\" must be YYYY-MM-DD or an RFC 3339 date-time.", option, text));
     }
     return *date;
-}
-
-BackendKind kindValue(const std::string& text) {
-    std::optional<BackendKind> kind = fromCode<BackendKind>(text);
-    if (!kind) {
-        throw UsageError(
-            fmt::format("Unknown kind \"{}\". Use github, gitlab, vikunja, forgejo, jira or local.", text));
-    }
-    return *kind;
-}
-
-AgentChoice agentValue(const std::string& text) {
-    std::optional<AgentChoice> agent = fromCode<AgentChoice>(text);
-    if (!agent) {
-        throw UsageError(fmt::format("Unknown agent \"{}\". Use code, cowork, copilot or none.", text));
-    }
-    return *agent;
-}
-
-TaskList listValue(const std::string& text) {
-    std::optional<TaskList> list = fromCode<TaskList>(text);
-    if (!list) {
-        throw UsageError(fmt::format("Unknown list \"{}\". Use next, starred, updated or timing.", text));
-    }
-    return *list;
 }
 
 std::string notesValue(const std::string& text) {

@@ -103,6 +103,8 @@ TEST(CommandLineTest, helpAndVersionAreNoErrors) {
     EXPECT_TRUE(parseCommandLine({"--help"}).information->starts_with("Keeps the tasks"));
     EXPECT_NE(parseCommandLine({"--help"}).information->find(DataFolder::defaultPath().string()), std::string::npos);
     EXPECT_NE(parseCommandLine({"task", "add", "--help"}).information->find("--notes"), std::string::npos);
+    EXPECT_NE(parseCommandLine({"task", "list", "--help"}).information->find("--list next|starred|updated|timing"),
+              std::string::npos);
     ChildOutcome version = client.run({"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_TRUE(version.output.starts_with("marlet "));
