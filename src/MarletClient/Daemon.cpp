@@ -106,6 +106,7 @@ Async<void> Daemon::start() {
     }
     co_await startAgents();
     engine.servedEndpoint = endpoint.url();
+    engine.agents = &agents;
     co_await control.listen(folder.controlSocket());
 }
 

@@ -12,6 +12,8 @@
 
 namespace marlet {
 
+class MarletMCPServer;
+
 // The engine over one data folder, as the commands use it: in the daemon, or for one command in its own process.
 //
 // To be used on the executor it was given, a loop of one thread. Before it goes: await drain().
@@ -29,6 +31,8 @@ public:
 
     // Where agents reach this engine; null while it serves none.
     JSONValue servedEndpoint;
+    // What serves them, as long as it does.
+    MarletMCPServer* agents = nullptr;
 
     // Carries out one of the agents' tools, with its checks and its words.
     Async<JSONValue> callTool(std::string name, JSONValue::Object arguments);

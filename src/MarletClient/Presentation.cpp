@@ -278,6 +278,9 @@ const std::map<std::string, Show>& presentations() {
     static const Show account = [](const JSONValue& result, const Terminal& terminal) {
         return accountTable({member(result, "account")}, terminal);
     };
+    static const Show endpoint = [](const JSONValue& result, const Terminal&) {
+        return fmt::format("endpoint  {}\ntoken     {}\n", text(result, "endpoint"), text(result, "token"));
+    };
     static const Show task = [](const JSONValue& result, const Terminal&) { return taskDetail(result); };
     static const std::map<std::string, Show> table{
         {"status", status},
@@ -318,10 +321,8 @@ const std::map<std::string, Show>& presentations() {
          }},
         {"timer stop", [](const auto& result, const auto&) { return timerState("timer stop", result); }},
         {"timer status", [](const auto& result, const auto&) { return timerState("timer status", result); }},
-        {"mcp show",
-         [](const auto& result, const auto&) {
-             return fmt::format("endpoint  {}\ntoken     {}\n", text(result, "endpoint"), text(result, "token"));
-         }},
+        {"mcp show", endpoint},
+        {"mcp rotate", endpoint},
     };
     return table;
 }

@@ -1,6 +1,5 @@
 #include "MarletClient/CommandShapes.h"
 #include "MarletClient/Commands.h"
-#include "MarletClient/Endpoint.h"
 #include "MarletClient/Options.h"
 
 namespace marlet {
@@ -64,21 +63,10 @@ Async<CommandReply> status(Engine& engine, NoOptions) {
     }));
 }
 
-Async<CommandReply> showEndpoint(Engine& engine, NoOptions) {
-    std::optional<Endpoint> endpoint = Endpoint::load(engine.folder());
-    if (!endpoint) {
-        throw CommandError("There is no endpoint for agents yet. Start marlet serve once to make it.");
-    }
-    co_return success(JSONValue::object({{"endpoint", endpoint->url()}, {"token", endpoint->token}}));
-}
-
 }  // namespace
 
 CommandBody statusCommand(std::string_view name) {
-    if (name == "status") {
-        return commandBody(status);
-    }
-    return name == "mcp show" ? commandBody(showEndpoint) : CommandBody();
+    return name == "status" ? commandBody(status) : CommandBody();
 }
 
 }  // namespace marlet

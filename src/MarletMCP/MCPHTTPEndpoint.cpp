@@ -67,6 +67,15 @@ Async<OutgoingResponse> MCPHTTPEndpoint::handle(IncomingRequest request) {
     co_return response;
 }
 
+Async<void> MCPHTTPEndpoint::setToken(std::string newToken) {
+    co_await runOn(strand, replaceToken(std::move(newToken)));
+}
+
+Async<void> MCPHTTPEndpoint::replaceToken(std::string newToken) {
+    token = std::move(newToken);
+    co_return;
+}
+
 Async<OutgoingResponse> MCPHTTPEndpoint::respond(IncomingRequest request) {
     std::optional<OutgoingResponse> refused = refusal(request);
     if (refused) {

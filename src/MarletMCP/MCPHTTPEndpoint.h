@@ -27,10 +27,14 @@ public:
     // Throws nothing. The endpoint must outlive the call.
     Async<OutgoingResponse> handle(IncomingRequest request);
 
+    // Requests that come from then on must show this one. One whose check is past is still answered.
+    Async<void> setToken(std::string newToken);
+
     // Where requests are handled: a caller that is there already saves the way.
     Strand serialStrand() const { return strand; }
 
 private:
+    Async<void> replaceToken(std::string newToken);
     Async<OutgoingResponse> respond(IncomingRequest request);
     Async<OutgoingResponse> post(IncomingRequest request);
     std::optional<OutgoingResponse> refusal(const IncomingRequest& request) const;
@@ -39,8 +43,9 @@ private:
     Strand strand;
     Executor serial;  // the same strand
     const MCPServer server;
-    const std::string token;
-    std::set<std::string, std::less<>> sessions;  // on the strand
+    // On the strand:
+    std::string token;
+    std::set<std::string, std::less<>> sessions;
 };
 
 }  // namespace marlet

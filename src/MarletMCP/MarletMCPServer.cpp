@@ -44,6 +44,10 @@ Async<uint16_t> MarletMCPServer::start(uint16_t port) {
     return http.start(port);
 }
 
+Async<void> MarletMCPServer::setToken(std::string token) {
+    co_await core->endpoint.setToken(std::move(token));
+}
+
 void MarletMCPServer::stop() {
     http.stop();
 }

@@ -27,6 +27,9 @@ public:
     // Throws LocalHTTPServerError.
     Async<uint16_t> start(uint16_t port);
 
+    // Agents must show this one from then on, over connections that are open as well.
+    Async<void> setToken(std::string token);
+
     // Ends the listener and all connections. A tool that runs ends at its own pace; its answer goes nowhere.
     void stop();
 

@@ -177,7 +177,7 @@ TEST(DaemonTest, aFolderWithAPathLongerThanASocketAddressWorks) {
     EXPECT_EQ(textsOf(client.json({"task", "list"}), "tasks", "number"), std::vector<std::string>{"1"});
 }
 
-TEST(DaemonTest, theTokenIsToldByMCPShowAlone) {
+TEST(DaemonTest, theTokenIsToldByMCPCommandsAlone) {
     ClientScenario client;
     std::string token = textOf(client.startDaemon(), "token");
     for (const auto& command : {std::vector<std::string>{"status"}, {"--json", "status"}, {"account", "list"}}) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/steady_timer.hpp>
+
 #include "MarletBase/UUID.h"
 #include "MarletMCP/BearerToken.h"
 #include "TestSupport/TestLoop.h"
@@ -38,6 +41,12 @@ protected:
     TestLoop loop;
     MCPHTTPEndpoint endpoint{loop.executor(), MCPServer("marlet", "1", "", {}), "secret"};
 };
+
+// Answers once somebody cancels the gate.
+Async<JSONValue> waitAt(boost::asio::steady_timer& gate) {
+    co_await gate.async_wait(boost::asio::as_tuple(boost::asio::use_awaitable));
+    co_return JSONValue::object({{"done", true}});
+}
 
 OutgoingResponse refused(int status, const std::string& body, HTTPHeaders headers = {}) {
     headers["Content-Type"] = "text/plain; charset=utf-8";
@@ -211,6 +220,35 @@ TEST_F(MCPHTTPEndpointTest, aSingleMessageThatIsNoObjectIsAnInvalidRequest) {
     EXPECT_EQ(response.status, 200);
     EXPECT_FALSE(response.headers.contains("Mcp-Session-Id"));
     EXPECT_NE(response.body.find("-32600"), std::string::npos);
+}
+
+TEST_F(MCPHTTPEndpointTest, aNewTokenIsTheOnlyOneFromThenOn) {
+    std::string session = newSession();
+
+    loop.runToEnd(endpoint.setToken("fresh"));
+
+    IncomingRequest old = with(request(), "mcp-session-id", session);
+    EXPECT_EQ(handle(old), unauthorized);
+    EXPECT_EQ(handle(with(old, "authorization", "Bearer fresh")).status, 200);
+}
+
+TEST(MCPHTTPEndpointTokenTest, aRequestThatIsPastTheCheckIsStillAnswered) {
+    TestLoop loop;
+    boost::asio::steady_timer gate(loop.executor(), std::chrono::steady_clock::time_point::max());
+    MCPTool slow{.name = "slow", .handler = [&gate](JSONValue::Object) -> Async<JSONValue> { return waitAt(gate); }};
+    MCPHTTPEndpoint endpoint(loop.executor(), MCPServer("marlet", "1", "", {slow}), "secret");
+    IncomingRequest call =
+        request("POST", R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"slow","arguments":{}}})");
+    auto early = loop.start(endpoint.handle(call));
+    loop.runReady();
+
+    loop.runToEnd(endpoint.setToken("fresh"));
+
+    EXPECT_EQ(loop.runToEnd(endpoint.handle(call)), unauthorized);
+    EXPECT_FALSE(early->isFinished);
+    gate.cancel();
+    loop.runUntil([&] { return early->isFinished; });
+    EXPECT_EQ(early->value->status, 200);
 }
 
 TEST(BearerTokenTest, aTokenHas43CharactersThatAURLCanHold) {
