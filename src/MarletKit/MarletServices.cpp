@@ -236,6 +236,10 @@ Async<std::shared_ptr<TaskBackend>> MarletServices::backend(Account account) {
     return state->backend(std::move(account));
 }
 
+Async<std::optional<std::string>> MarletServices::token(UUID accountID) {
+    return state->tokens.token(accountID);
+}
+
 Async<std::vector<Project>> MarletServices::verify(Account account, std::string token) {
     return state->verify(std::move(account), std::move(token));
 }

@@ -51,6 +51,9 @@ public:
     // one until the account's fields or its token change. Throws BackendError::unauthorized without a token.
     Async<std::shared_ptr<TaskBackend>> backend(Account account);
 
+    // The account's token; no value for one that has none.
+    Async<std::optional<std::string>> token(UUID accountID);
+
     // The projects are the proof that the token works; nothing is kept.
     Async<std::vector<Project>> verify(Account account, std::string token);
     // Ends with a full sync of the account, which keeps its failures to the rows that they concern.

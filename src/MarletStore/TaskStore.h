@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/describe.hpp>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -35,6 +36,22 @@ struct ActiveTimer {
 
     bool operator==(const ActiveTimer&) const = default;
 };
+
+// What is kept of handing a task to an agent, and where its work is to be done.
+struct TaskHandoff {
+    std::optional<std::string> claudeFolder;  // the folder that the agent got last
+    std::optional<Date> claudeHandoffAt;
+    std::optional<Date> claudeResultPostedAt;
+    std::optional<std::string> worktreePath;
+    std::optional<std::string> checkoutPath;          // of the task's project
+    std::optional<std::string> claudeDestinationRaw;  // the project's choice of an agent
+    std::optional<std::string> agentDestinationRaw;   // the account's
+
+    bool operator==(const TaskHandoff&) const = default;
+};
+BOOST_DESCRIBE_STRUCT(TaskHandoff, (),
+                      (claudeFolder, claudeHandoffAt, claudeResultPostedAt, worktreePath, checkoutPath,
+                       claudeDestinationRaw, agentDestinationRaw))
 
 // The only way to the persistent tasks: what the servers said, what the user changed, what waits to go out.
 //
@@ -148,6 +165,7 @@ public:
     Async<void> recordClaudeHandoff(UUID localID, std::string folder, Date at);
     Async<void> recordWorktree(UUID localID, std::optional<std::string> path);
     Async<void> markClaudeResultPosted(UUID localID, Date at);
+    Async<TaskHandoff> handoff(UUID localID);
 
 private:
     std::function<Date()> currentTime;

@@ -41,6 +41,20 @@ void start(ModelContext& context, const std::optional<StoredTask>& task, Date at
     writeTask(context, "lastStartedAt = ?", task->localID, at);
 }
 
+TaskHandoff readHandoff(ModelContext& context, const UUID& localID) {
+    SQLite::Statement& statement =
+        context.statement("SELECT " + columnList<TaskHandoff>() +
+                          " FROM StoredTask LEFT JOIN StoredProject ON StoredProject.rowNumber = StoredTask.project "
+                          "LEFT JOIN StoredAccount ON StoredAccount.id = StoredTask.accountID WHERE localID = ?");
+    bindAll(statement, localID);
+    if (!statement.executeStep()) {
+        throw StoreError::taskNotFound();
+    }
+    TaskHandoff handoff = readRecord<TaskHandoff>(statement);
+    statement.reset();
+    return handoff;
+}
+
 }  // namespace
 
 std::optional<ActiveTimer> runningTimer(ModelContext& context) {
@@ -132,6 +146,10 @@ Async<void> TaskStore::markClaudeResultPosted(UUID localID, Date at) {
     return writing<void>(executor, [localID, at](ModelContext& context) {
         writeTask(context, "claudeResultPostedAt = ?", localID, at);
     });
+}
+
+Async<TaskHandoff> TaskStore::handoff(UUID localID) {
+    return reading<TaskHandoff>(executor, [localID](ModelContext& context) { return readHandoff(context, localID); });
 }
 
 }  // namespace marlet

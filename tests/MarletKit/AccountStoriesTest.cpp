@@ -166,6 +166,8 @@ TEST(AccountStoriesTest, aNewTokenTakesTheProjectsAndSyncs) {
     harness.run(harness.services().updateToken("new", work));
 
     EXPECT_EQ(harness.credentials->token(work.id), "new");
+    EXPECT_EQ(harness.run(harness.services().token(work.id)), "new");
+    EXPECT_EQ(harness.run(harness.services().token(UUID::random())), std::nullopt);
     EXPECT_EQ(harness.run(harness.store().projectSnapshots(work.id, false)).size(), 2U);
     EXPECT_EQ(harness.run(harness.store().accounts()).at(0).lastProjectRefresh, harness.clock->now());
     EXPECT_NE(harness.run(harness.services().backend(work)), before);

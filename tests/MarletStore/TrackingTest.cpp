@@ -162,6 +162,46 @@ TEST(TrackingTest, handOffRecordsStayWithTheTaskWhenItIsNamed) {
     EXPECT_EQ(disk.number("SELECT worktreePath IS NULL FROM StoredTask"), 1);
 }
 
+TEST(TrackingTest, aHandoffIsReadWithTheChoicesOfItsProjectAndAccount) {
+    StoreFixture fixture;
+    TaskStore& store = fixture.store;
+    fixture.applyFull({fixture.item("1"), fixture.item("2")});
+    UUID localID = fixture.snapshot("1")->localID;
+    EXPECT_EQ(runToEnd(store.handoff(localID)), TaskHandoff());
+
+    runToEnd(store.recordClaudeHandoff(localID, "/folders/peas", noon + 1.0));
+    runToEnd(store.markClaudeResultPosted(localID, noon + 2.5));
+    runToEnd(store.recordWorktree(localID, "/folders/tree"));
+    runToEnd(store.setCheckoutPath("/code/garden", fixture.account.id, "p1"));
+    runToEnd(store.setAgentDestination("cowork", fixture.account.id, "p1"));
+    runToEnd(store.setAgentDestination("code", fixture.account.id));
+
+    EXPECT_EQ(runToEnd(store.handoff(localID)), (TaskHandoff{.claudeFolder = "/folders/peas",
+                                                             .claudeHandoffAt = noon + 1.0,
+                                                             .claudeResultPostedAt = noon + 2.5,
+                                                             .worktreePath = "/folders/tree",
+                                                             .checkoutPath = "/code/garden",
+                                                             .claudeDestinationRaw = "cowork",
+                                                             .agentDestinationRaw = "code"}));
+    TaskHandoff neighbour = runToEnd(store.handoff(fixture.snapshot("2")->localID));
+    EXPECT_EQ(neighbour.claudeFolder, std::nullopt);
+    EXPECT_EQ(neighbour.checkoutPath, "/code/garden");
+}
+
+TEST(TrackingTest, aHandoffOutlivesTheProjectOfItsTask) {
+    DiskStoreFixture disk;
+    disk->applyFull({disk->item("1")});
+    UUID localID = disk->snapshot("1")->localID;
+    runToEnd(disk->store.recordWorktree(localID, "/folders/tree"));
+    runToEnd(disk->store.setCheckoutPath("/code/garden", disk->account.id, "p1"));
+    disk.execute("UPDATE StoredTask SET project = NULL");
+
+    TaskHandoff handoff = runToEnd(disk->store.handoff(localID));
+
+    EXPECT_EQ(handoff.worktreePath, "/folders/tree");
+    EXPECT_EQ(handoff.checkoutPath, std::nullopt);
+}
+
 TEST(TrackingTest, everyOperationTellsThatTheTaskHasGone) {
     StoreFixture fixture;
     TaskStore& store = fixture.store;
@@ -179,6 +219,7 @@ TEST(TrackingTest, everyOperationTellsThatTheTaskHasGone) {
         [&] { runToEnd(store.recordClaudeHandoff(id, "/work", noon)); },
         [&] { runToEnd(store.recordWorktree(id, "/tree")); },
         [&] { runToEnd(store.markClaudeResultPosted(id, noon)); },
+        [&] { runToEnd(store.handoff(id)); },
     };
     for (size_t index = 0; index < operations.size(); ++index) {
         try {
