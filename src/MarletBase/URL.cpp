@@ -2,6 +2,7 @@
 
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
+#include <charconv>
 
 namespace marlet {
 namespace {
@@ -38,6 +39,23 @@ std::string percentEncoded(std::string_view text, std::string_view allowedPunctu
             result += '%';
             result += digits[byte >> 4];
             result += digits[byte & 15];
+        }
+    }
+    return result;
+}
+
+std::string percentDecoded(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (size_t index = 0; index < text.size(); ++index) {
+        std::string_view digits = text[index] == '%' ? text.substr(index + 1, 2) : std::string_view();
+        unsigned char byte = 0;
+        const char* end = digits.data() + digits.size();
+        if (digits.size() == 2 && std::from_chars(digits.data(), end, byte, 16).ptr == end) {
+            result += static_cast<char>(byte);
+            index += 2;
+        } else {
+            result += text[index];
         }
     }
     return result;

@@ -48,6 +48,9 @@ size_t hash_value(const URL& url);
 // Every byte but the letters and digits of ASCII and the allowed punctuation as "%XX".
 std::string percentEncoded(std::string_view text, std::string_view allowedPunctuation);
 
+// With the bytes that its "%XX" stand for, whether or not they make up UTF-8. A "%" without two digits behind it stays.
+std::string percentDecoded(std::string_view text);
+
 }  // namespace marlet
 
 template <>

@@ -24,11 +24,14 @@ public:
     static FolderSchemeError empty();
 
     Case kind() const { return which; }
+    // The name, segment or path that it is about.
+    const std::string& subject() const { return given; }
 
 private:
-    FolderSchemeError(Case kind, std::string description);
+    FolderSchemeError(Case kind, std::string subject, std::string description);
 
     Case which;
+    std::string given;
 };
 
 // Text in which "{name}" stands for a value, and "/" separates folders.

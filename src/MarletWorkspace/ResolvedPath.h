@@ -5,7 +5,9 @@
 
 namespace marlet {
 
-// The canonical form of a path that may not exist yet: as far as it exists, symbolic links are resolved.
+// The canonical form of a path that may not exist yet: absolute, without ".", ".." and needless slashes, and with
+// symbolic links resolved as far as it exists. Names keep their bytes. Throws FolderSchemeError::invalidSegment for a
+// path that holds a NUL, which the system would take for its end.
 std::string resolvedPath(const std::string& path);
 
 // The resolved path of the segments below `root`. Throws FolderSchemeError::outsideRoot where they lead out of it, also

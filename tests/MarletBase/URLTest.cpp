@@ -32,6 +32,19 @@ TEST(URLTest, whatAURLCannotHoldIsPercentEncoded) {
     EXPECT_EQ(URL::parse("https://h/a b/ü")->text(), "https://h/a%20b/%C3%BC");
 }
 
+TEST(URLTest, escapesStandForTheirBytes) {
+    EXPECT_EQ(percentDecoded("a%20b/%C3%bC%2F"), "a b/ü/");
+    EXPECT_EQ(percentDecoded("%FF%00"), std::string("\xFF\0", 2));
+    EXPECT_EQ(percentDecoded(""), "");
+}
+
+TEST(URLTest, whatIsNoEscapeStays) {
+    EXPECT_EQ(percentDecoded("100%"), "100%");
+    EXPECT_EQ(percentDecoded("%2"), "%2");
+    EXPECT_EQ(percentDecoded("%g0%-1%+1% 1%4g"), "%g0%-1%+1% 1%4g");
+    EXPECT_EQ(percentDecoded("%%41"), "%A");
+}
+
 TEST(URLTest, whatIsNoURLGivesNone) {
     for (const char* text : {"", "http://[::1", "http://h:port/", "://x"}) {
         EXPECT_FALSE(URL::parse(text)) << text;
