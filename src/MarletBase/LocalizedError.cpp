@@ -28,7 +28,8 @@ std::string localizedDescription(std::exception_ptr error) {
     } catch (const boost::system::system_error& system) {
         return fmt::format("The operation failed: {}.", system.code().message());
     } catch (const std::system_error& system) {
-        return fmt::format("The operation failed: {}.", system.code().message());
+        // With what couldn't be done, where whoever threw it said so.
+        return fmt::format("The operation failed: {}.", system.what());
     } catch (const std::bad_alloc&) {
         return "There isn't enough memory.";
     } catch (const std::exception& other) {

@@ -36,6 +36,19 @@ bool isASCII(std::string_view text) {
     return seen < 0x80;
 }
 
+bool isValidPiece(std::string_view text) {
+    if (isASCII(text)) {
+        return true;
+    }
+    int32_t position = 0;
+    while (position < static_cast<int32_t>(text.size())) {
+        if (next(text, position) < 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // Collators are costly to open and not to be shared between threads while they compare.
 const icu::Collator* standardCollator() {
     thread_local std::unique_ptr<icu::Collator> collator = [] {
@@ -196,14 +209,17 @@ std::optional<int> decimalNumber(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view text) {
-    if (isASCII(text)) {
-        return true;
-    }
-    int32_t position = 0;
-    while (position < static_cast<int32_t>(text.size())) {
-        if (next(text, position) < 0) {
+    // Piece by piece: the library counts in 32 bits, and most pieces of a long text are ASCII.
+    constexpr size_t pieceLength = 4096;
+    while (!text.empty()) {
+        size_t length = std::min(text.size(), pieceLength);
+        for (int step = 0; step < 3 && length < text.size() && U8_IS_TRAIL(text[length]); ++step) {
+            --length;
+        }
+        if (!isValidPiece(text.substr(0, length))) {
             return false;
         }
+        text.remove_prefix(length);
     }
     return true;
 }

@@ -73,6 +73,19 @@ TEST(TextTest, badSequencesAreRepaired) {
     EXPECT_EQ(repairedUTF8("gr\xfcn"), "gr\ufffdn");
 }
 
+TEST(TextTest, aBadSequenceIsFoundAnywhereInALongText) {
+    for (size_t position = 4080; position < 4110; ++position) {
+        std::string text(10'000, 'a');
+        text.replace(position, 4, "\U0001F331");
+        EXPECT_TRUE(isValidUTF8(text)) << position;
+        EXPECT_FALSE(isValidUTF8(std::string(text).erase(position, 1))) << position;
+        EXPECT_FALSE(isValidUTF8(std::string(text).erase(position + 3, 1))) << position;
+        EXPECT_FALSE(isValidUTF8(std::string(text).replace(position, 1, 1, '\x80'))) << position;
+        EXPECT_FALSE(isValidUTF8(text.substr(0, position + 3))) << position;
+    }
+    EXPECT_FALSE(isValidUTF8(std::string(10'000, '\x80')));
+}
+
 TEST(TextTest, controlCharactersNeverReachATerminal) {
     EXPECT_EQ(withoutControlCharacters("a\x1b[31mred\a\tb\nc"), "a\ufffd[31mred\ufffd b c");
     EXPECT_EQ(withoutControlCharacters("\u009b31m"), "\ufffd31m");
