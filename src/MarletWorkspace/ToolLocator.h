@@ -11,6 +11,8 @@
 #include "MarletWorkspace/CommandRunner.h"
 #include "MarletWorkspace/ToolSettings.h"
 
+struct passwd;
+
 namespace marlet {
 
 class ToolLocatorError final : public LocalizedError {
@@ -52,6 +54,13 @@ struct ToolLocator {
     LocatedTool git(GitChoice choice, std::optional<std::string> customPath) const;
     LocatedTool claude(std::optional<std::string> customPath) const;
 };
+
+// Where people and installers put tools of their own, which a service's PATH lacks.
+std::vector<std::string> toolFolders(const std::string& homeDirectory);
+
+// The shell of the user's passwd record, or "/bin/zsh" when there is no record. A record without a shell is a mistake
+// of the system that ends the process.
+std::string loginShell(const passwd* user);
 
 // The first line of a command's output that isn't empty, without blanks around it; empty when there is none.
 std::string firstLine(std::string_view output);
