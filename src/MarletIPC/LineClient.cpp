@@ -4,10 +4,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
+#include "MarletIPC/LineBufferInternal.h"
 #include "MarletIPC/SocketPathInternal.h"
 
 namespace marlet {
@@ -26,25 +27,13 @@ bool isPassing(int error) {
 }  // namespace
 
 std::optional<LineClient> LineClient::connect(const std::filesystem::path& path) {
-    int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
-        throwSystemError("socket");
+    if (std::optional<int> descriptor = connectedSocket(path)) {
+        return LineClient(*descriptor);
     }
-    LineClient client(descriptor);
-    if (!std::filesystem::exists(path.parent_path())) {
-        return std::nullopt;
-    }
-    SocketPath shortPath(path);
-    sockaddr_un address = shortPath.address();
-    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-        return client;
-    }
-    // EAGAIN: more clients wait in line than the listener takes.
-    if (errno == ENOENT || errno == ECONNREFUSED || isPassing(errno)) {
-        return std::nullopt;
-    }
-    throwSystemError("connect");
+    return std::nullopt;
 }
+
+LineClient::LineClient(int connected) : descriptor(connected), received(std::make_unique<LineBuffer>()) {}
 
 LineClient::LineClient(LineClient&& other) noexcept
     : descriptor(std::exchange(other.descriptor, -1)), received(std::move(other.received)) {}
@@ -67,31 +56,23 @@ bool LineClient::send(std::string_view& rest) {
 
 // Takes what has come. False when no more will.
 bool LineClient::receive() {
-    std::array<char, 65536> chunk;
-    ssize_t count = ::recv(descriptor, chunk.data(), chunk.size(), 0);
-    if (count < 0) {
-        return isPassing(errno);
-    }
-    received.append(chunk.data(), static_cast<size_t>(count));
-    return count > 0;
+    std::span<char> room = received->room();
+    ssize_t count = ::recv(descriptor, room.data(), room.size(), 0);
+    received->added(static_cast<size_t>(std::max<ssize_t>(count, 0)), room);
+    return count > 0 || (count < 0 && isPassing(errno));
 }
 
 std::optional<std::string> LineClient::ask(std::string_view line, const WhileWaiting& whileWaiting) {
     std::string message(line);
     message += '\n';
     std::string_view rest = message;
-    size_t searched = 0;
     for (;;) {
-        size_t end = received.find('\n', searched);
-        if (std::min(end, received.size()) > maximumLineLength) {
-            throw LineClientError("The answer is too long.");
-        }
-        if (end != std::string::npos) {
-            std::string answer = received.substr(0, end);
-            received.erase(0, end + 1);
+        if (std::optional<std::string> answer = received->takeLine()) {
             return answer;
         }
-        searched = received.size();
+        if (received->isTooLong()) {
+            throw LineClientError("The answer is too long.");
+        }
         short wanted = rest.empty() ? POLLIN : POLLIN | POLLOUT;
         pollfd events{descriptor, wanted, 0};
         int ready = ::poll(&events, 1, waitMilliseconds);

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,8 @@
 #include "MarletIPC/LineProtocol.h"
 
 namespace marlet {
+
+class LineBuffer;
 
 class LineClientError final : public LocalizedError {
 public:
@@ -36,13 +39,13 @@ public:
     std::optional<std::string> ask(std::string_view line, const WhileWaiting& whileWaiting = {});
 
 private:
-    explicit LineClient(int connected) : descriptor(connected) {}
+    explicit LineClient(int connected);
 
     bool send(std::string_view& rest);
     bool receive();
 
     int descriptor = -1;
-    std::string received;
+    std::unique_ptr<LineBuffer> received;
 };
 
 }  // namespace marlet

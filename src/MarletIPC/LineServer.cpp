@@ -1,11 +1,6 @@
 #include "MarletIPC/LineServer.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/buffer.hpp>
@@ -13,13 +8,13 @@
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
+#include <cerrno>
 #include <optional>
 #include <set>
-#include <system_error>
-#include <vector>
 
-#include "MarletIPC/LineClient.h"
-#include "MarletIPC/SocketPathInternal.h"
+#include "MarletIPC/InheritedListener.h"
+#include "MarletIPC/LineBufferInternal.h"
+#include "MarletIPC/ListenerInternal.h"
 
 namespace marlet {
 namespace {
@@ -32,68 +27,6 @@ constexpr std::chrono::milliseconds pauseAfterFailedAccept(50);
 // A peer that sends too long a line is still read for so long, so that it gets to our answer.
 constexpr size_t discardedLength = 4 * maximumLineLength;
 
-[[noreturn]] void throwSystemError(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-// Held while a socket file is looked at and made, so that two listeners can't take over the same dead one.
-class FolderLock {
-public:
-    explicit FolderLock(const std::filesystem::path& folder)
-        : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (descriptor < 0) {
-            throwSystemError("open");
-        }
-        ::flock(descriptor, LOCK_EX);
-    }
-    FolderLock(const FolderLock&) = delete;
-    FolderLock& operator=(const FolderLock&) = delete;
-    ~FolderLock() { ::close(descriptor); }
-
-private:
-    int descriptor;
-};
-
-// A listening socket at `path`, made with the mode it shall have: no moment at which others could connect.
-int makeListener(const std::filesystem::path& path) {
-    FolderLock lock(path.parent_path());
-    if (LineClient::connect(path)) {
-        throw LineServerError(fmt::format("Another process already answers at {}.", path.string()));
-    }
-    ::unlink(path.c_str());
-    int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
-        throwSystemError("socket");
-    }
-    SocketPath shortPath(path);
-    sockaddr_un address = shortPath.address();
-    // The file gets the descriptor's mode.
-    bool isListening = ::fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 &&
-                       ::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                       ::listen(descriptor, SOMAXCONN) == 0;
-    if (!isListening) {
-        int error = errno;
-        ::close(descriptor);
-        throw std::system_error(error, std::generic_category(), "bind");
-    }
-    return descriptor;
-}
-
-struct FileIdentity {
-    dev_t device = 0;
-    ino_t inode = 0;
-
-    bool operator==(const FileIdentity&) const = default;
-};
-
-std::optional<FileIdentity> identity(const std::filesystem::path& path) {
-    struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0) {
-        return std::nullopt;
-    }
-    return FileIdentity{info.st_dev, info.st_ino};
-}
-
 struct LineRead {
     enum class Outcome { line, tooLong, ended };
 
@@ -105,7 +38,7 @@ struct Session {
     explicit Session(Protocol::socket connected) : socket(std::move(connected)) {}
 
     Protocol::socket socket;
-    std::string received;
+    LineBuffer received;
     bool isReading = false;
 };
 
@@ -117,26 +50,26 @@ public:
         : strand(executor), service(std::move(offered)), acceptor(strand), changed(strand) {}
 
     Async<void> listen(std::filesystem::path path);
+    Async<void> listen(InheritedListener inherited);
     Async<void> stop();
     Async<void> drain(std::chrono::duration<double> patience);
 
     Strand strand;
 
 private:
+    void listenOn(int descriptor);
     Async<void> accept();
+    error_code acceptOne();
     Async<void> serve(std::shared_ptr<Session> session);
     Async<void> converse(std::shared_ptr<Session> session);
     Async<LineRead> readLine(std::shared_ptr<Session> session);
     Async<bool> write(std::shared_ptr<Session> session, std::string line);
     Async<void> refuseTooLong(std::shared_ptr<Session> session);
     void open(Protocol::socket socket);
-    void acceptWaiting();
-    void removeSocketFile();
 
     LineService service;
     Protocol::acceptor acceptor;
-    std::filesystem::path socketFile;
-    std::optional<FileIdentity> socketIdentity;
+    std::optional<SocketFile> socketFile;  // none for an inherited socket
     std::set<std::shared_ptr<Session>> sessions;
     bool isAccepting = false;
     bool isStopping = false;
@@ -144,21 +77,33 @@ private:
 };
 
 Async<void> LineServer::State::listen(std::filesystem::path path) {
-    acceptor.assign(Protocol(), makeListener(path));
-    socketFile = std::move(path);
-    socketIdentity = identity(socketFile);
+    listenOn(makeListener(path));
+    socketFile.emplace(std::move(path));
+    co_return;
+}
+
+Async<void> LineServer::State::listen(InheritedListener inherited) {
+    listenOn(inherited.release());
+    co_return;
+}
+
+void LineServer::State::listenOn(int descriptor) {
+    acceptor.assign(Protocol(), descriptor);
+    acceptor.non_blocking(true);
     isAccepting = true;
     boost::asio::co_spawn(strand, accept(), boost::asio::detached);
-    co_return;
 }
 
 Async<void> LineServer::State::accept() {
     auto self = shared_from_this();
     while (!isStopping) {
-        auto [error, socket] = co_await acceptor.async_accept(strand, withoutThrowing);
+        auto [error] = co_await acceptor.async_wait(Protocol::acceptor::wait_read, withoutThrowing);
         if (!error) {
-            open(std::move(socket));
-        } else if (!isStopping) {
+            error = acceptOne();
+        }
+        bool isPassing = error == boost::asio::error::would_block || error == boost::asio::error::interrupted ||
+                         error == boost::asio::error::connection_aborted;
+        if (error && !isPassing && !isStopping) {
             // Out of descriptors or memory: those who wait are served when others have ended.
             boost::asio::steady_timer pause(strand, pauseAfterFailedAccept);
             co_await pause.async_wait(withoutThrowing);
@@ -166,6 +111,16 @@ Async<void> LineServer::State::accept() {
     }
     isAccepting = false;
     changed.cancel();
+}
+
+// Asio's own accept would leave a moment at which a child could inherit the socket.
+error_code LineServer::State::acceptOne() {
+    int descriptor = ::accept4(acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC);
+    if (descriptor < 0) {
+        return {errno, boost::system::system_category()};
+    }
+    open(Protocol::socket(strand, Protocol(), descriptor));
+    return {};
 }
 
 void LineServer::State::open(Protocol::socket socket) {
@@ -210,29 +165,23 @@ Async<void> LineServer::State::converse(std::shared_ptr<Session> session) {
 
 // Ends without a line when the peer has gone or the server stops.
 Async<LineRead> LineServer::State::readLine(std::shared_ptr<Session> session) {
-    constexpr size_t step = 65536;
-    std::string& received = session->received;
-    size_t searched = 0;
+    LineBuffer& received = session->received;
     for (;;) {
-        size_t end = received.find('\n', searched);
-        if (std::min(end, received.size()) > maximumLineLength) {
+        if (std::optional<std::string> line = received.takeLine()) {
+            co_return LineRead{LineRead::Outcome::line, std::move(*line)};
+        }
+        if (received.isTooLong()) {
             co_return LineRead{LineRead::Outcome::tooLong, {}};
         }
-        if (end != std::string::npos) {
-            LineRead read{LineRead::Outcome::line, received.substr(0, end)};
-            received.erase(0, end + 1);
-            co_return read;
-        }
-        searched = received.size();
         if (isStopping) {
             co_return LineRead{};
         }
-        received.resize(searched + step);
+        std::span<char> room = received.room();
+        auto space = boost::asio::buffer(room.data(), room.size());
         session->isReading = true;
-        auto space = boost::asio::buffer(received.data() + searched, step);
         auto [error, count] = co_await session->socket.async_read_some(space, withoutThrowing);
         session->isReading = false;
-        received.resize(searched + count);
+        received.added(count, room);
         if (error) {
             co_return LineRead{};
         }
@@ -263,35 +212,18 @@ Async<void> LineServer::State::refuseTooLong(std::shared_ptr<Session> session) {
     session->isReading = false;
 }
 
-// Those who connected but weren't let in yet hear that the server stops, instead of a broken connection.
-void LineServer::State::acceptWaiting() {
-    error_code error;
-    acceptor.non_blocking(true, error);
-    while (!error) {
-        Protocol::socket socket(strand);
-        acceptor.accept(socket, error);
-        if (!error) {
-            open(std::move(socket));
-        }
-    }
-}
-
-void LineServer::State::removeSocketFile() {
-    // Another server may have put its own there, had ours been removed.
-    if (socketIdentity && identity(socketFile) == socketIdentity) {
-        ::unlink(socketFile.c_str());
-    }
-    socketIdentity.reset();
-}
-
 Async<void> LineServer::State::stop() {
     if (isStopping) {
         co_return;
     }
     isStopping = true;
-    removeSocketFile();
+    if (socketFile) {
+        socketFile->remove();
+        // Those who connected but weren't let in yet hear that the server stops, instead of a broken connection.
+        while (!acceptOne()) {
+        }
+    }
     if (acceptor.is_open()) {
-        acceptWaiting();
         error_code ignored;
         acceptor.close(ignored);
     }
@@ -327,6 +259,10 @@ LineServer::~LineServer() = default;
 
 Async<void> LineServer::listen(std::filesystem::path path) {
     co_await runOn(state->strand, state->listen(std::move(path)));
+}
+
+Async<void> LineServer::listen(InheritedListener inherited) {
+    co_await runOn(state->strand, state->listen(std::move(inherited)));
 }
 
 Async<void> LineServer::stop() {

@@ -12,6 +12,8 @@
 
 namespace marlet {
 
+class InheritedListener;
+
 class LineServerError final : public LocalizedError {
 public:
     using LocalizedError::LocalizedError;
@@ -32,7 +34,7 @@ struct LineService {
     std::string stopping;
 };
 
-// Listens on a Unix socket that is the user's alone (mode 0600).
+// Listens on a Unix socket. The processes that this one starts inherit none of its sockets.
 //
 // Its state lives on a strand of the executor. Destroy it only after stop() and drain() have ended.
 class LineServer {
@@ -42,11 +44,13 @@ public:
     LineServer& operator=(const LineServer&) = delete;
     ~LineServer();
 
-    // Takes over a socket file that a dead process left. Throws LineServerError when a live one answers there, and
-    // std::system_error when the socket can't be made.
+    // On a socket of its own that is the user's alone (mode 0600). Takes over a socket file that a dead process left.
+    // Throws LineServerError when a live one answers there, and std::system_error when the socket can't be made.
     Async<void> listen(std::filesystem::path path);
+    // On a socket that outlives this process: its file stays, and so do those who wait to be let in.
+    Async<void> listen(InheritedListener inherited);
 
-    // Takes no more lines and removes the socket file. Lines under way are still answered.
+    // Takes no more lines and removes its socket file. Lines under way are still answered.
     Async<void> stop();
 
     // After stop: waits until every session has ended. Sessions that take longer than `patience` are cut off, once

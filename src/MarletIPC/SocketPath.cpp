@@ -40,4 +40,26 @@ sockaddr_un SocketPath::address() const {
     return result;
 }
 
+std::optional<int> connectedSocket(const std::filesystem::path& path) {
+    if (!std::filesystem::exists(path.parent_path())) {
+        return std::nullopt;
+    }
+    SocketPath shortPath(path);
+    sockaddr_un address = shortPath.address();
+    int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "socket");
+    }
+    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        return descriptor;
+    }
+    int error = errno;
+    ::close(descriptor);
+    // EAGAIN: more clients wait in line than the listener takes.
+    if (error == ENOENT || error == ECONNREFUSED || error == EAGAIN || error == EINTR) {
+        return std::nullopt;
+    }
+    throw std::system_error(error, std::generic_category(), "connect");
+}
+
 }  // namespace marlet

@@ -3,6 +3,7 @@
 #include <sys/un.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace marlet {
@@ -25,5 +26,9 @@ private:
     int folder = -1;
     std::string shortPath;
 };
+
+// A socket connected to whoever listens at `path`; the caller closes it. It doesn't block. No value when nobody
+// listens, or nobody can be let in just now. Throws std::system_error for a path that can't be used at all.
+std::optional<int> connectedSocket(const std::filesystem::path& path);
 
 }  // namespace marlet

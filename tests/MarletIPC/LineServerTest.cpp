@@ -1,123 +1,19 @@
 #include "MarletIPC/LineServer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <fstream>
 #include <future>
-#include <thread>
 
+#include "LineScenario.h"
 #include "MarletIPC/LineClient.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
 namespace {
-
-constexpr std::chrono::seconds patience(20);
-
-// A server on a thread of its own. "echo X" is answered with X; "wait" holds its answer back until release() is called.
-class RunningServer {
-public:
-    explicit RunningServer(std::filesystem::path path) : gate(context, std::chrono::steady_clock::time_point::max()) {
-        LineService service{[this](std::string line) { return answer(std::move(line)); }, "too long", "stopping"};
-        server.emplace(context.get_executor(), std::move(service));
-        thread = std::thread([this] { context.run(); });
-        try {
-            wait(server->listen(std::move(path)));
-        } catch (...) {
-            end();
-            throw;
-        }
-    }
-    ~RunningServer() {
-        release();
-        stop();
-        wait(server->drain(patience));
-        end();
-    }
-
-    void stop() { wait(server->stop()); }
-    void drain(std::chrono::duration<double> time) { wait(server->drain(time)); }
-    void release() {
-        boost::asio::post(context, [this] { gate.cancel(); });
-    }
-    void waitUntilWaiting() const {
-        while (waiting == 0) {
-            std::this_thread::yield();
-        }
-    }
-
-private:
-    Async<LineReply> answer(std::string line) {
-        if (line == "wait") {
-            ++waiting;
-            boost::system::error_code ignored;
-            co_await gate.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, ignored));
-        }
-        if (line.starts_with("long ")) {
-            co_return LineReply{std::string(std::stoul(line.substr(5)), 'x')};
-        }
-        co_return LineReply{line.starts_with("echo ") ? line.substr(5) : line, line == "end"};
-    }
-    void wait(Async<void> operation) {
-        boost::asio::co_spawn(context, std::move(operation), boost::asio::use_future).get();
-    }
-    void end() {
-        work.reset();
-        thread.join();
-    }
-
-    boost::asio::io_context context;
-    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work = make_work_guard(context);
-    boost::asio::steady_timer gate;
-    std::atomic<int> waiting{0};
-    std::optional<LineServer> server;
-    std::thread thread;
-};
-
-// A peer that keeps to no rules.
-class RawPeer {
-public:
-    explicit RawPeer(const std::filesystem::path& path) : descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    }
-    ~RawPeer() { close(); }
-    void close() {
-        if (descriptor >= 0) {
-            ::close(std::exchange(descriptor, -1));
-        }
-    }
-    void send(std::string_view text) {
-        EXPECT_EQ(::send(descriptor, text.data(), text.size(), MSG_NOSIGNAL), text.size());
-    }
-    std::string readAll() {
-        std::string result(65536, '\0');
-        size_t length = 0;
-        ssize_t count = 0;
-        while ((count = ::recv(descriptor, result.data() + length, result.size() - length, 0)) > 0) {
-            length += static_cast<size_t>(count);
-        }
-        return result.substr(0, length);
-    }
-    std::string readLine() {
-        std::string line;
-        char next = 0;
-        while (::recv(descriptor, &next, 1, 0) == 1 && next != '\n') {
-            line += next;
-        }
-        return line;
-    }
-
-private:
-    int descriptor;
-};
 
 struct LineServerTest : testing::Test {
     TemporaryFolder folder;
@@ -142,6 +38,71 @@ TEST_F(LineServerTest, linesThatArriveTogetherOrInPiecesAreToldApart) {
         peer.send(std::string_view(&piece, 1));
     }
     EXPECT_EQ(peer.readLine(), "longer");
+}
+
+TEST_F(LineServerTest, manyLinesInOneWriteAreAllAnswered) {
+    RunningServer server(path);
+    RawPeer peer(path);
+    std::string questions;
+    std::string answers;
+    for (int number = 0; number < 5'000; ++number) {
+        questions += "echo " + std::to_string(number) + "\n";
+        answers += std::to_string(number) + "\n";
+    }
+    peer.send(questions);
+    peer.finishSending();
+    EXPECT_EQ(peer.readAll(), answers);
+}
+
+TEST_F(LineServerTest, whoSendsNoMoreStillGetsEveryAnswer) {
+    RunningServer server(path);
+    RawPeer peer(path);
+    peer.send("echo a\nwait\nlong 300000\nunfinished");
+    peer.finishSending();
+    EXPECT_EQ(peer.readLine(), "a");
+    server.waitUntilWaiting();
+    server.release();
+    EXPECT_EQ(peer.readAll(), "wait\n" + std::string(300'000, 'x') + "\n");
+}
+
+TEST_F(LineServerTest, aPeerThatDoesNotReadItsAnswerHoldsUpNobodyElse) {
+    RunningServer server(path);
+    RawPeer deaf(path);
+    deaf.send("long 16000000\necho next\n");
+    std::optional<LineClient> other = LineClient::connect(path);
+    for (int number = 0; number < 100; ++number) {
+        EXPECT_EQ(other->ask("long 100000")->size(), 100'000U);
+    }
+    EXPECT_EQ(deaf.readLine().size(), 16'000'000U);
+    EXPECT_EQ(deaf.readLine(), "next");
+}
+
+TEST_F(LineServerTest, manySessionsAreServedAtOnce) {
+    RunningServer server(path);
+    std::vector<std::future<std::optional<std::string>>> answers;
+    for (int number = 0; number < 40; ++number) {
+        answers.push_back(std::async(std::launch::async, [&] { return LineClient::connect(path)->ask("wait"); }));
+    }
+    server.waitUntilWaiting(40);
+    server.release();
+    for (auto& answer : answers) {
+        EXPECT_EQ(answer.get(), "wait");
+    }
+}
+
+TEST_F(LineServerTest, aChildInheritsNoneOfItsSockets) {
+    RunningServer server(path);
+    RawPeer peer(path);
+    peer.send("echo a\n");
+    ASSERT_EQ(peer.readLine(), "a");
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
+        int descriptor = std::stoi(entry.path().filename().string());
+        if (target.starts_with("socket:") && descriptor > STDERR_FILENO) {
+            EXPECT_EQ(::fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+        }
+    }
 }
 
 TEST_F(LineServerTest, aSlowAnswerHoldsUpNoOtherSession) {
@@ -217,12 +178,7 @@ TEST_F(LineServerTest, aPathLongerThanAnAddressWorks) {
 }
 
 TEST_F(LineServerTest, aSocketFileOfADeadProcessIsTakenOver) {
-    int dead = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(dead, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ::close(dead);
+    ::close(rawListener(path));
     ASSERT_FALSE(LineClient::connect(path));
 
     RunningServer server(path);
@@ -234,6 +190,17 @@ TEST_F(LineServerTest, aSocketThatALiveServerAnswersOnIsLeftToIt) {
     RunningServer first(path);
     EXPECT_THROW(RunningServer second(path), LineServerError);
     EXPECT_EQ(LineClient::connect(path)->ask("echo still"), "still");
+}
+
+TEST_F(LineServerTest, aFolderThatIsMissingIsToldWithThePath) {
+    try {
+        RunningServer server(folder.path() / "missing" / "control");
+        FAIL() << "It listens.";
+    } catch (const std::system_error&) {
+        EXPECT_EQ(localizedDescription(std::current_exception()), "The file " +
+                                                                      (folder.path() / "missing" / "control").string() +
+                                                                      " can't be used: No such file or directory.");
+    }
 }
 
 TEST_F(LineServerTest, nobodyListensWhereNoFileOrFolderIs) {
