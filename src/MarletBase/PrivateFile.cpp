@@ -44,16 +44,6 @@ bool write(int descriptor, std::string_view bytes) {
     return true;
 }
 
-// The file comes into being for its owner alone: no moment in which others may open it. A crash may have left one.
-void writeNewFile(const std::filesystem::path& path, std::string_view bytes) {
-    require(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
-    OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
-    require(file.descriptor >= 0, path);
-    require(::fchmod(file.descriptor, ownerOnly) == 0, path);
-    require(write(file.descriptor, bytes), path);
-    require(::fsync(file.descriptor) == 0, path);
-}
-
 // A new name is safe only once its folder is.
 void syncFolder(const std::filesystem::path& path) {
     OpenFile folder(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -90,11 +80,21 @@ std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
     return content;
 }
 
+void writeNewPrivateFile(const std::filesystem::path& path, std::string_view bytes) {
+    // A crash may have left one.
+    require(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
+    OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
+    require(file.descriptor >= 0, path);
+    require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+    require(write(file.descriptor, bytes), path);
+    require(::fsync(file.descriptor) == 0, path);
+}
+
 void replacePrivateFile(const std::filesystem::path& path, std::string_view bytes) {
     std::filesystem::path replacement = path;
     replacement += ".new";
     try {
-        writeNewFile(replacement, bytes);
+        writeNewPrivateFile(replacement, bytes);
         require(::rename(replacement.c_str(), path.c_str()) == 0, path);
     } catch (...) {
         ::unlink(replacement.c_str());

@@ -14,6 +14,10 @@ namespace marlet {
 // file is refused, also a link to one: the next replacement would put a file in its place.
 std::optional<std::string> readPrivateFile(const std::filesystem::path& file);
 
+// Safely on disk once this returns. It comes into being for its owner alone: there is no moment in which others may
+// open it. What has the name already, but for a folder, goes first.
+void writeNewPrivateFile(const std::filesystem::path& file, std::string_view bytes);
+
 // After a crash there is the old content or the new one. It passes through a file beside this one, "NAME.new", so two
 // must not replace one file at a time: hold a FolderLock.
 void replacePrivateFile(const std::filesystem::path& file, std::string_view bytes);

@@ -49,6 +49,25 @@ TEST_F(PrivateFileTest, whatWasWrittenReadsBackByteForByte) {
     EXPECT_EQ(readPrivateFile(file), "");
 }
 
+TEST_F(PrivateFileTest, aNewFileTakesThePlaceOfALinkAndLeavesWhatItLeadsTo) {
+    std::filesystem::path other = folder.path() / "other";
+    std::ofstream(other) << "kept";
+    std::filesystem::create_symlink(other, file);
+    ScopedUmask scope(0);
+
+    writeNewPrivateFile(file, "new");
+
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(file)));
+    EXPECT_EQ(permissions(), ownerOnly);
+    EXPECT_EQ(readPrivateFile(file), "new");
+    EXPECT_EQ(readPrivateFile(other), "kept");
+}
+
+TEST_F(PrivateFileTest, aNewFileTakesNoFoldersPlace) {
+    std::filesystem::create_directory(file);
+    EXPECT_THROW(writeNewPrivateFile(file, "new"), std::system_error);
+}
+
 TEST_F(PrivateFileTest, nobodyElseMayReadTheFileWhateverTheUmask) {
     for (mode_t mask : {0000, 0022, 0777}) {
         ScopedUmask scope(mask);
