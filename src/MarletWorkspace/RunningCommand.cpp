@@ -165,7 +165,7 @@ RunningCommand::RunningCommand(const Command& command, std::vector<std::string> 
     if (end < 0) {
         int error = errno;
         killGroup();
-        takeStatus();
+        reap();
         throw std::system_error(error, std::generic_category(), "Couldn't watch " + command.executable);
     }
 }
@@ -173,7 +173,7 @@ RunningCommand::RunningCommand(const Command& command, std::vector<std::string> 
 RunningCommand::~RunningCommand() {
     if (process > 0) {
         killGroup();
-        takeStatus();
+        reap();
     }
     ::close(end);
 }
@@ -205,11 +205,21 @@ void RunningCommand::killGroup() const {
 }
 
 int32_t RunningCommand::takeStatus() {
-    int status = 0;
-    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    std::optional<int> status = reap();
+    if (!status) {
+        throw std::system_error(errno, std::generic_category(), "Couldn't learn how a command ended");
     }
+    return WIFSIGNALED(*status) ? WTERMSIG(*status) : WEXITSTATUS(*status);
+}
+
+std::optional<int> RunningCommand::reap() {
+    int status = 0;
+    pid_t reaped = -1;
+    do {
+        reaped = ::waitpid(process, &status, 0);
+    } while (reaped < 0 && errno == EINTR);
     process = -1;
-    return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+    return reaped < 0 ? std::nullopt : std::optional(status);
 }
 
 }  // namespace marlet

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,14 +40,17 @@ public:
     // Asks it and its group to end, and kills all that is left after `patience`.
     void stop(std::chrono::seconds patience) const;
 
-    // The exit status, or the number of the signal that ended it. Waits for its end.
+    // The exit status, or the number of the signal that ended it. Waits for its end. Throws std::system_error when the
+    // system doesn't keep it, as for a process that ignores SIGCHLD.
     int32_t takeStatus();
 
 private:
     void killGroup() const;
+    // Its status as the system tells it; no value when the system doesn't keep it.
+    std::optional<int> reap();
 
-    pid_t process = -1;
-    int end = -1;  // a descriptor that is readable once the process has ended
+    pid_t process;
+    int end;  // a descriptor that is readable once the process has ended
 };
 
 }  // namespace marlet

@@ -14,12 +14,6 @@ namespace {
 constexpr double developerDirectoryTimeout = 30;
 constexpr double shellTimeout = 10;
 
-// A folder that may be entered is no program.
-bool isExecutableFile(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
-}
-
 // No value when it couldn't be run: to the search that is the same as a tool that isn't there.
 std::optional<CommandResult> resultOf(const CommandRunner& runner, const Command& command) {
     try {
@@ -79,32 +73,6 @@ std::optional<LocatedTool> homebrewGit(const ToolLocator& locator) {
 }
 
 }  // namespace
-
-ToolLocatorError::ToolLocatorError(Case kind, std::string path, std::string description)
-    : LocalizedError(std::move(description)), which(kind), given(std::move(path)) {}
-
-ToolLocatorError ToolLocatorError::notExecutable(std::string path) {
-    std::string description = path + " isn't an executable file.";
-    return {Case::notExecutable, std::move(path), std::move(description)};
-}
-
-ToolLocatorError ToolLocatorError::commandLineToolsMissing() {
-    return {Case::commandLineToolsMissing,
-            {},
-            "Apple's git needs the Command Line Tools or Xcode, and `xcode-select -p` reports neither."};
-}
-
-ToolLocatorError ToolLocatorError::homebrewGitMissing() {
-    return {Case::homebrewGitMissing, {}, "Homebrew's git isn't installed (brew install git)."};
-}
-
-ToolLocatorError ToolLocatorError::gitNotFound() {
-    return {Case::gitNotFound, {}, "No git found. Install the Command Line Tools or Homebrew's git, or choose one."};
-}
-
-ToolLocatorError ToolLocatorError::claudeNotFound() {
-    return {Case::claudeNotFound, {}, "The claude command wasn't found. Install Claude Code or choose the command."};
-}
 
 const std::vector<std::string> ToolLocator::nativeHomebrewPrefixes{"/opt/homebrew", "/usr/local"};
 
@@ -166,6 +134,11 @@ LocatedTool ToolLocator::claude(std::optional<std::string> customPath) const {
         throw ToolLocatorError::claudeNotFound();
     }
     return {*path, LocatedTool::Variant::found};
+}
+
+bool isExecutableFile(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
 std::vector<std::string> toolFolders(const std::string& homeDirectory) {

@@ -7,33 +7,13 @@
 #include <string_view>
 #include <vector>
 
-#include "MarletBase/LocalizedError.h"
 #include "MarletWorkspace/CommandRunner.h"
+#include "MarletWorkspace/ToolLocatorError.h"
 #include "MarletWorkspace/ToolSettings.h"
 
 struct passwd;
 
 namespace marlet {
-
-class ToolLocatorError final : public LocalizedError {
-public:
-    enum class Case { notExecutable, commandLineToolsMissing, homebrewGitMissing, gitNotFound, claudeNotFound };
-
-    static ToolLocatorError notExecutable(std::string path);
-    static ToolLocatorError commandLineToolsMissing();
-    static ToolLocatorError homebrewGitMissing();
-    static ToolLocatorError gitNotFound();
-    static ToolLocatorError claudeNotFound();
-
-    Case kind() const { return which; }
-    const std::string& path() const { return given; }  // of notExecutable
-
-private:
-    ToolLocatorError(Case kind, std::string path, std::string description);
-
-    Case which;
-    std::string given;
-};
 
 // Finds git and claude, anew with every call: a tool installed a moment ago is seen at once.
 //
@@ -54,6 +34,9 @@ struct ToolLocator {
     LocatedTool git(GitChoice choice, std::optional<std::string> customPath) const;
     LocatedTool claude(std::optional<std::string> customPath) const;
 };
+
+// A folder that may be entered is none.
+bool isExecutableFile(const std::string& path);
 
 // Where people and installers put tools of their own, which a service's PATH lacks.
 std::vector<std::string> toolFolders(const std::string& homeDirectory);

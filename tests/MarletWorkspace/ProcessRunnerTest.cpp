@@ -283,6 +283,15 @@ TEST_F(ProcessRunnerTest, signalsThatTheParentIgnoresOrBlocksReachTheCommand) {
     EXPECT_EQ(ignoredThere & everybodys, 0);
 }
 
+TEST_F(ProcessRunnerTest, anEndThatTheSystemDoesNotTellIsNoSuccess) {
+    auto previous = ::signal(SIGCHLD, SIG_IGN);
+    std::string failure = failureOf({.executable = "/bin/true"});
+    static_cast<void>(::signal(SIGCHLD, previous));
+
+    EXPECT_EQ(failure, "Couldn't learn how a command ended: No child processes");
+    EXPECT_THAT(leftBehind(), IsEmpty());
+}
+
 TEST_F(ProcessRunnerTest, aProcessWithoutStandardDescriptorsRunsCommandsToo) {
     auto runWithout = [this](int descriptor) {
         if (descriptor <= STDIN_FILENO) {
