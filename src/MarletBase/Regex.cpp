@@ -62,9 +62,27 @@ uint32_t info(const CompiledCode& code, uint32_t what) {
     return value;
 }
 
-// The byte that every match holds (`kind` and `unit` are those of the first or of the last such byte).
-std::optional<char> certainByte(const CompiledCode& code, uint32_t kind, uint32_t unit) {
-    return info(code, kind) == 1 ? std::optional(static_cast<char>(info(code, unit))) : std::nullopt;
+// A byte that every match holds; of a letter either case, as the library doesn't tell whether case counts.
+class CertainByte {
+public:
+    explicit CertainByte(char byte) : byte(byte) {
+        bool isLetter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+        otherCase = isLetter ? static_cast<char>(byte ^ 0x20) : byte;
+    }
+
+    bool isOneOf(std::string_view text) const {
+        return text.find(byte) != std::string_view::npos ||
+               (otherCase != byte && text.find(otherCase) != std::string_view::npos);
+    }
+
+private:
+    char byte;
+    char otherCase;
+};
+
+// `kind` and `unit` are those of the first or of the last such byte.
+std::optional<CertainByte> certainByte(const CompiledCode& code, uint32_t kind, uint32_t unit) {
+    return info(code, kind) == 1 ? std::optional(CertainByte(static_cast<char>(info(code, unit)))) : std::nullopt;
 }
 
 // What the library writes to while it searches. One for each thread, as making it costs more than a short search.
@@ -134,8 +152,8 @@ struct Regex::Code {
     std::string pattern;
     Extent extent;
     CompiledCode code;
-    std::optional<char> first;  // the byte that a match begins with
-    std::optional<char> inner;  // the byte that a match holds somewhere
+    std::optional<CertainByte> first;  // that a match begins with
+    std::optional<CertainByte> inner;  // that a match holds somewhere
 
     // The same pattern with a stop before each of its items, for RegexWork.
     CompiledCode traced;
@@ -149,11 +167,11 @@ struct Regex::Code {
     // Spares the call where a byte that every match holds is missing.
     bool canMatch(std::string_view text, size_t start) const {
         if (extent != Extent::anywhere) {
-            return !first || (start < text.size() && text[start] == *first);
+            return !first || first->isOneOf(text.substr(start, 1));
         }
-        std::optional<char> certain = inner ? inner : first;
+        std::optional<CertainByte> certain = inner ? inner : first;
         // Asked once for a text, as asking again behind each match would read the rest over and over.
-        return start > 0 || !certain || text.find(*certain) != std::string_view::npos;
+        return start > 0 || !certain || certain->isOneOf(text);
     }
 };
 
@@ -164,8 +182,8 @@ Regex::Regex(std::string pattern, Extent extent) {
     }
     // Where this machine has no code generator the interpreter finds the same.
     pcre2_jit_compile(compiledCode.get(), PCRE2_JIT_COMPLETE);
-    std::optional<char> first = certainByte(compiledCode, PCRE2_INFO_FIRSTCODETYPE, PCRE2_INFO_FIRSTCODEUNIT);
-    std::optional<char> inner = certainByte(compiledCode, PCRE2_INFO_LASTCODETYPE, PCRE2_INFO_LASTCODEUNIT);
+    std::optional<CertainByte> first = certainByte(compiledCode, PCRE2_INFO_FIRSTCODETYPE, PCRE2_INFO_FIRSTCODEUNIT);
+    std::optional<CertainByte> inner = certainByte(compiledCode, PCRE2_INFO_LASTCODETYPE, PCRE2_INFO_LASTCODEUNIT);
     code.reset(new Code{std::move(pattern), extent, std::move(compiledCode), first, inner, nullptr, {}});
 }
 

@@ -41,6 +41,15 @@ TEST(RegexTest, lettersDigitsAndBlanksAreThoseOfAllScripts) {
     EXPECT_TRUE(blanks.matches("\u00A0\u2003\t"));
 }
 
+TEST(RegexTest, aPatternThatIgnoresCaseFindsLettersOfEitherCaseAlone) {
+    EXPECT_TRUE(Regex("(?i)<a(?:b|c)").matches("<AB"));
+    EXPECT_TRUE(Regex("(?i)<A(?:b|c)").matches("<ab"));
+    EXPECT_TRUE(Regex("(?i)bean\\d", Regex::Extent::prefix).matches("BEAN1"));
+    EXPECT_TRUE(Regex("(?i)\\dBean", Regex::Extent::whole).matches("1bEAN"));
+    EXPECT_FALSE(Regex("<a(?:b|c)").matches("<Ab"));
+    EXPECT_FALSE(Regex("bean", Regex::Extent::prefix).matches("Bean"));
+}
+
 TEST(RegexTest, onlyALineFeedEndsALine) {
     const Regex line("a.*");
 
