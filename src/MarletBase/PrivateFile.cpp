@@ -12,6 +12,8 @@ namespace marlet {
 namespace {
 
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+// A pipe would hold up whoever opens it.
+constexpr int readingFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
 
 void require(bool isDone, const std::filesystem::path& path) {
     if (!isDone) {
@@ -50,22 +52,16 @@ void syncFolder(const std::filesystem::path& path) {
     require(folder.descriptor >= 0 && ::fsync(folder.descriptor) == 0, path);
 }
 
-}  // namespace
-
-std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
-    // A pipe would hold up whoever opens it.
-    OpenFile file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (file.descriptor < 0 && errno == ENOENT) {
-        return std::nullopt;
-    }
+struct stat regularStatus(const OpenFile& file, const std::filesystem::path& path) {
     struct stat status {};
     require(file.descriptor >= 0 && ::fstat(file.descriptor, &status) == 0, path);
     if (!S_ISREG(status.st_mode)) {
         throw std::system_error(EINVAL, std::generic_category(), path.string());
     }
-    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
-    }
+    return status;
+}
+
+std::string content(const OpenFile& file, const struct stat& status, const std::filesystem::path& path) {
     std::string content(static_cast<size_t>(status.st_size), '\0');
     size_t length = 0;
     while (length < content.size()) {
@@ -78,6 +74,29 @@ std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
     }
     content.resize(length);
     return content;
+}
+
+}  // namespace
+
+std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
+    OpenFile file(path, readingFlags | O_NOFOLLOW);
+    if (file.descriptor < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    struct stat status = regularStatus(file, path);
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+    }
+    return content(file, status, path);
+}
+
+std::optional<std::string> readRegularFile(const std::filesystem::path& path) {
+    OpenFile file(path, readingFlags);
+    if (file.descriptor < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    struct stat status = regularStatus(file, path);
+    return content(file, status, path);
 }
 
 void writeNewPrivateFile(const std::filesystem::path& path, std::string_view bytes) {

@@ -14,6 +14,10 @@ namespace marlet {
 // file is refused, also a link to one: the next replacement would put a file in its place.
 std::optional<std::string> readPrivateFile(const std::filesystem::path& file);
 
+// A file as it is, also through a link and whoever may read it. No value if there is none; anything but a regular file
+// is refused.
+std::optional<std::string> readRegularFile(const std::filesystem::path& file);
+
 // Safely on disk once this returns. It comes into being for its owner alone: there is no moment in which others may
 // open it. What has the name already, but for a folder, goes first.
 void writeNewPrivateFile(const std::filesystem::path& file, std::string_view bytes);

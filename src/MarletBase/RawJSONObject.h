@@ -20,8 +20,12 @@ public:
     // No value for bytes that aren't one JSON object.
     static std::optional<RawJSONObject> parse(std::string_view bytes);
 
+    // The value's own text; the last one where a key stands twice, as readers take it. Valid until the next change.
+    std::optional<std::string_view> member(std::string_view key) const;
+
     // Replaces the member where it stands, or adds it at the end.
     void set(std::string_view key, const boost::json::value& value);
+    void set(std::string_view key, const RawJSONObject& value);
     // Without effect if there is no such member.
     void remove(std::string_view key);
 
@@ -29,8 +33,12 @@ public:
     const std::vector<Member>& members() const { return all; }
 
     std::string text() const;
+    // For people: over several lines, each object with its keys in ascending order.
+    std::string prettyText() const;
 
 private:
+    void setText(std::string_view key, std::string text);
+
     std::vector<Member> all;
 };
 

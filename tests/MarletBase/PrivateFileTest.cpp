@@ -118,6 +118,26 @@ TEST_F(PrivateFileTest, anythingButAPlainFileIsRefused) {
     EXPECT_THROW(readPrivateFile(file), std::system_error);
 }
 
+TEST_F(PrivateFileTest, aRegularFileIsReadAsItIsAlsoThroughALink) {
+    EXPECT_EQ(readRegularFile(file), std::nullopt);
+    std::ofstream(folder.path() / "elsewhere") << "shared";
+    std::filesystem::permissions(folder.path() / "elsewhere", ownerOnly | std::filesystem::perms::others_read);
+    std::filesystem::create_symlink("elsewhere", file);
+
+    EXPECT_EQ(readRegularFile(file), "shared");
+
+    EXPECT_EQ(permissions(), ownerOnly | std::filesystem::perms::others_read);
+}
+
+TEST_F(PrivateFileTest, onlyARegularFileIsReadAsOne) {
+    std::filesystem::create_directory(file);
+    EXPECT_THROW(readRegularFile(file), std::system_error);
+    std::filesystem::remove(file);
+
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THROW(readRegularFile(file), std::system_error);
+}
+
 TEST_F(PrivateFileTest, aReplacementThatFailsLeavesNothingBehind) {
     std::filesystem::create_directory(file);
     std::ofstream(file / "inside") << "x";

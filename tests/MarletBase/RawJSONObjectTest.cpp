@@ -60,6 +60,51 @@ TEST(RawJSONObjectTest, itsMembersAreToldInOrderAlsoOnesThatStandTwice) {
     EXPECT_EQ(told, (std::vector<std::pair<std::string, std::string>>{{"b", "[1, 2]"}, {"a", "1e0"}, {"b", "null"}}));
 }
 
+TEST(RawJSONObjectTest, aMemberKeepsItsTextUntilItIsChanged) {
+    RawJSONObject task = object(R"({"a": 1.10 ,"o":{"k" : 1e400}})");
+
+    EXPECT_EQ(task.member("a"), "1.10");
+    EXPECT_EQ(task.member("o"), R"({"k" : 1e400})");
+    EXPECT_EQ(task.member("k"), std::nullopt);
+    EXPECT_EQ(object(R"({"a":1,"a":2})").member("a"), "2");
+}
+
+TEST(RawJSONObjectTest, anObjectBecomesAMemberWithItsOwnText) {
+    RawJSONObject outer = object(R"({"a":1,"b":2})");
+
+    outer.set("a", object(R"({"n":1.10})"));
+    outer.set("c", RawJSONObject());
+
+    EXPECT_EQ(outer.text(), R"({"a":{"n":1.10},"b":2,"c":{}})");
+}
+
+TEST(RawJSONObjectTest, theTextForPeopleHasALineForEachValueAndItsKeysInOrder) {
+    EXPECT_EQ(
+        object(R"({"b":[1.10,[],{}, [ ] ,[2]],"\u0061":{"z":"}{][,:","y":null},"\"":true,"B":"\/ä"})").prettyText(),
+        R"({
+  "\"": true,
+  "B": "\/ä",
+  "a": {
+    "y": null,
+    "z": "}{][,:"
+  },
+  "b": [
+    1.10,
+    [],
+    {},
+    [],
+    [
+      2
+    ]
+  ]
+})");
+    EXPECT_EQ(object(" { } ").prettyText(), "{}");
+}
+
+TEST(RawJSONObjectTest, keysThatStandTwiceKeepTheirOrder) {
+    EXPECT_EQ(object(R"({"b":1,"a":3,"a":2})").prettyText(), "{\n  \"a\": 3,\n  \"a\": 2,\n  \"b\": 1\n}");
+}
+
 TEST(RawJSONObjectTest, whatIsNoObjectGivesNone) {
     for (std::string_view text : {"", "[]", "null", "{", "{\"a\":}", "<html>", "{} {}"}) {
         EXPECT_FALSE(RawJSONObject::parse(text)) << text;
