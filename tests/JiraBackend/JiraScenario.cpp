@@ -1,6 +1,6 @@
 #include "JiraScenario.h"
 
-#include "TestSupport/FakeRoutes.h"
+#include "MarletBase/URL.h"
 
 namespace marlet {
 namespace {

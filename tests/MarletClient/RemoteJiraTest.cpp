@@ -6,6 +6,7 @@
 #include "ClientScenario.h"
 #include "EditingAgent.h"
 #include "MarletBase/Clock.h"
+#include "MarletBase/URL.h"
 #include "TestSupport/FakeJira.h"
 #include "TestSupport/FakeServer.h"
 

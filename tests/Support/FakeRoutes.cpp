@@ -6,6 +6,8 @@
 #include <boost/json/parse.hpp>
 #include <charconv>
 
+#include "MarletBase/URL.h"
+
 namespace marlet {
 namespace {
 
@@ -136,21 +138,6 @@ std::optional<std::string> readBody(const FakeRequest& request, const FakeRoute&
 }
 
 }  // namespace
-
-std::string percentDecoded(std::string_view text) {
-    std::string result;
-    for (size_t index = 0; index < text.size(); ++index) {
-        unsigned byte = 0;
-        if (text[index] == '%' && index + 2 < text.size() &&
-            std::from_chars(&text[index + 1], &text[index + 1] + 2, byte, 16).ptr == &text[index + 1] + 2) {
-            result += static_cast<char>(byte);
-            index += 2;
-        } else {
-            result += text[index];
-        }
-    }
-    return result;
-}
 
 std::string percentEncoded(std::string_view text) {
     std::string result;

@@ -69,7 +69,6 @@ private:
     std::vector<FakeRoute> routes;
 };
 
-std::string percentDecoded(std::string_view text);
 // With everything but unreserved characters encoded.
 std::string percentEncoded(std::string_view text);
 
