@@ -138,6 +138,8 @@ Async<void> Daemon::stop() {
     co_await control.stop();
     agents.stop();
     co_await engine.services().sync().stop();
+    // A clone may go on for long; it is begun again by whoever wants it.
+    engine.helper().stop();
     co_await control.drain(sessionPatience);
     co_await agents.drain();
     co_await engine.drain();

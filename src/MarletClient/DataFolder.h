@@ -25,6 +25,7 @@ public:
 
     const std::filesystem::path& path() const { return folder; }
     std::filesystem::path controlSocket() const { return folder / "control"; }
+    std::filesystem::path helperSocket() const { return folder / "helper"; }
     std::filesystem::path lockFile() const { return folder / "lock"; }
     std::filesystem::path endpointFile() const { return folder / "endpoint.json"; }
 

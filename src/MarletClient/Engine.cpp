@@ -37,7 +37,9 @@ Engine::Engine(Executor loop, const DataFolder& folder, std::shared_ptr<Clock> c
       dataFolder(folder),
       parts(openParts(loop, folder, std::move(clock))),
       background(loop),
-      watchers(loop) {
+      watchers(loop),
+      connection(loop, folder.helperSocket()),
+      commandTurns(loop) {
     for (MCPTool& tool : marletTools(ToolContext{parts, background})) {
         tools.emplace(tool.name, std::move(tool.handler));
     }
@@ -79,6 +81,7 @@ Async<void> Engine::drain() {
     co_await background.drain();
     co_await watchers.drain();
     co_await parts.sync().drain();
+    co_await connection.drain();
 }
 
 }  // namespace marlet

@@ -6,6 +6,9 @@
 
 #include "MarletBase/Async.h"
 #include "MarletClient/DataFolder.h"
+#include "MarletClient/HelperConnection.h"
+#include "MarletClient/Steps.h"
+#include "MarletClient/Turns.h"
 #include "MarletKit/MarletServices.h"
 #include "MarletMCP/BackgroundTasks.h"
 #include "MarletMCP/MCPTool.h"
@@ -27,12 +30,17 @@ public:
     MarletServices& services() { return parts; }
     TaskStore& store() { return parts.store(); }
     const DataFolder& folder() const { return dataFolder; }
+    HelperConnection& helper() { return connection; }
+    // For commands that must not meet half way.
+    Turns& turns() { return commandTurns; }
     Date now() { return parts.clock().now(); }
 
     // Where agents reach this engine; null while it serves none.
     JSONValue servedEndpoint;
     // What serves them, as long as it does.
     MarletMCPServer* agents = nullptr;
+
+    Steps steps;
 
     // Carries out one of the agents' tools, with its checks and its words.
     Async<JSONValue> callTool(std::string name, JSONValue::Object arguments);
@@ -43,7 +51,7 @@ public:
     // Sends the account's changes, and waits for that, but not for long: a server that doesn't answer holds up nobody.
     Async<void> push(UUID accountID);
 
-    // Ends the sync loop, and waits until nothing is under way any more.
+    // Ends the sync loop and the helper, and waits until nothing is under way any more.
     Async<void> drain();
 
 private:
@@ -56,6 +64,8 @@ private:
     MarletServices parts;
     BackgroundTasks background;
     BackgroundTasks watchers;  // of the background
+    HelperConnection connection;
+    Turns commandTurns;
     std::map<std::string, MCPTool::Handler> tools;
 };
 

@@ -31,7 +31,9 @@ public:
     // Who answered the last request.
     Way way() const;
 
-    // Ends the child, if there is one, and waits until it has gone.
+    // Ends what is under way, the commands of a child included: every ask, now and later, throws that Marlet stops.
+    void stop();
+    // Stops, and waits until the child has gone.
     Async<void> drain();
 
 private:

@@ -1,0 +1,255 @@
+#include "MarletClient/HelperConnection.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <cstdlib>
+#include <list>
+
+#include "MarletClient/Commands.h"
+#include "MarletClient/HelperChild.h"
+#include "MarletIPC/AsyncLineClient.h"
+
+namespace marlet {
+namespace {
+
+constexpr auto withoutThrowing = boost::asio::as_tuple(boost::asio::use_awaitable);
+constexpr std::chrono::seconds startPatience(10);
+constexpr std::chrono::milliseconds shortestPause(1);
+constexpr std::chrono::milliseconds longestPause(50);
+// More than the helper gives the commands that it stops.
+constexpr std::chrono::seconds endPatience(20);
+
+// Where the session's own helper would listen; no value where there is no session.
+std::optional<std::filesystem::path> serviceSocket() {
+    const char* folder = std::getenv("XDG_RUNTIME_DIR");
+    if (!folder || *folder != '/') {
+        return std::nullopt;
+    }
+    return std::filesystem::path(folder) / fmt::format("{}.sock", helperServiceName);
+}
+
+// Requests carry tokens, and not everybody's runtime folder is their own.
+bool isOwnSocket(const std::filesystem::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode) && info.st_uid == ::geteuid();
+}
+
+// A helper that can't take the request says so in another shape than a reply's.
+std::optional<std::string> transportError(const std::string& line) {
+    try {
+        JSONValue message = JSONValue::decode(line);
+        const JSONValue* error = message["transportError"];
+        const JSONValue* text = error ? (*error)["message"] : nullptr;
+        return text && text->stringValue() ? std::optional(*text->stringValue()) : std::nullopt;
+    } catch (const JSONError&) {
+        return std::nullopt;
+    }
+}
+
+HelperReply replyIn(const std::string& line) {
+    HelperReply reply;
+    try {
+        reply = HelperReply::parse(line);
+    } catch (const HelperMessageError&) {
+        if (std::optional<std::string> error = transportError(line)) {
+            throw CommandError(fmt::format("The helper couldn't take the request: {}", *error));
+        }
+        throw CommandError(
+            "The helper's answer can't be understood. It may be of another version: end MarletHelper, then try again.");
+    }
+    if (const auto* failure = std::get_if<HelperReply::Failure>(&reply.value)) {
+        throw CommandError(failure->message);
+    }
+    return reply;
+}
+
+[[noreturn]] void throwStopped() {
+    throw CommandError("Marlet was stopped before the work was done. Try again once it runs.");
+}
+
+}  // namespace
+
+class HelperConnection::State {
+public:
+    State(Executor loop, std::filesystem::path socket)
+        : executor(loop),
+          childSocket(std::move(socket)),
+          started(std::move(loop), std::chrono::steady_clock::time_point::max()) {}
+
+    Async<HelperReply> ask(HelperRequest request);
+    void stop();
+    Async<void> drain();
+
+    Way way = Way::child;
+
+private:
+    Async<AsyncLineClient> connect();
+    Async<AsyncLineClient> connectToChild();
+    Async<AsyncLineClient> startChild();
+    Async<AsyncLineClient> firstConnection();
+    Async<std::optional<std::string>> answer(AsyncLineClient client, std::string line);
+
+    Executor executor;
+    std::filesystem::path childSocket;
+    std::unique_ptr<HelperChild> child;
+    bool isStarting = false;
+    boost::asio::steady_timer started;  // cancelled whenever a start has come to its end
+    bool isStopping = false;
+    std::list<boost::asio::cancellation_signal> underWay;
+};
+
+Async<AsyncLineClient> HelperConnection::State::connect() {
+    std::optional<std::filesystem::path> service = serviceSocket();
+    if (service && isOwnSocket(*service)) {
+        std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(*service);
+        if (client) {
+            way = Way::service;
+            co_return std::move(*client);
+        }
+    }
+    AsyncLineClient client = co_await connectToChild();
+    way = Way::child;
+    co_return client;
+}
+
+Async<AsyncLineClient> HelperConnection::State::connectToChild() {
+    while (isStarting) {
+        co_await started.async_wait(withoutThrowing);
+    }
+    if (child && !child->hasEnded()) {
+        std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(childSocket);
+        if (client) {
+            co_return std::move(*client);
+        }
+    }
+    co_return co_await startChild();
+}
+
+Async<AsyncLineClient> HelperConnection::State::startChild() {
+    std::optional<std::filesystem::path> program = HelperChild::program();
+    if (!program) {
+        throw CommandError(
+            "MarletHelper wasn't found. It belongs beside marlet, or on the PATH: install Marlet again.");
+    }
+    struct Start {
+        explicit Start(State& owner) : state(owner) { state.isStarting = true; }
+        Start(const Start&) = delete;
+        Start& operator=(const Start&) = delete;
+        ~Start() {
+            state.isStarting = false;
+            state.started.cancel();
+        }
+        State& state;
+    } start(*this);
+    if (child) {
+        child->endInput();
+        co_await child->ended(endPatience);
+    }
+    child = std::make_unique<HelperChild>(executor, *program, childSocket);
+    co_return co_await firstConnection();
+}
+
+// The child says nothing when it is ready: it is as soon as it can be connected to.
+Async<AsyncLineClient> HelperConnection::State::firstConnection() {
+    auto deadline = std::chrono::steady_clock::now() + startPatience;
+    boost::asio::steady_timer pause(executor);
+    for (auto length = shortestPause; std::chrono::steady_clock::now() < deadline && !isStopping;
+         length = std::min(length * 2, longestPause)) {
+        std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(childSocket);
+        if (client) {
+            co_return std::move(*client);
+        }
+        if (child->hasEnded()) {
+            std::string words = child->lastWords();
+            throw CommandError(
+                fmt::format("The helper ended as soon as it was started.{}{}", words.empty() ? "" : " ", words));
+        }
+        pause.expires_after(length);
+        co_await pause.async_wait(withoutThrowing);
+    }
+    child->endInput();
+    throw CommandError(
+        fmt::format("The helper was started, but didn't answer within {} seconds.", startPatience.count()));
+}
+
+Async<std::optional<std::string>> HelperConnection::State::answer(AsyncLineClient client, std::string line) {
+    auto signal = underWay.emplace(underWay.end());
+    std::optional<std::string> answered;
+    std::exception_ptr failure;
+    try {
+        answered = co_await boost::asio::co_spawn(
+            executor, client.ask(std::move(line)),
+            boost::asio::bind_cancellation_slot(signal->slot(), boost::asio::use_awaitable));
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    underWay.erase(signal);
+    if (failure && !isStopping) {
+        std::rethrow_exception(failure);
+    }
+    co_return answered;
+}
+
+Async<HelperReply> HelperConnection::State::ask(HelperRequest request) {
+    if (isStopping) {
+        throwStopped();
+    }
+    AsyncLineClient client = co_await connect();
+    std::optional<std::string> line = co_await answer(std::move(client), request.line());
+    if (isStopping) {
+        throwStopped();
+    }
+    if (!line) {
+        throw CommandError("The helper ended before it answered. Try again.");
+    }
+    co_return replyIn(*line);
+}
+
+void HelperConnection::State::stop() {
+    isStopping = true;
+    if (child) {
+        child->endInput();
+    }
+    for (boost::asio::cancellation_signal& signal : underWay) {
+        signal.emit(boost::asio::cancellation_type::terminal);
+    }
+}
+
+Async<void> HelperConnection::State::drain() {
+    stop();
+    while (isStarting) {
+        co_await started.async_wait(withoutThrowing);
+    }
+    if (child) {
+        child->endInput();
+        co_await child->ended(endPatience);
+        child.reset();
+    }
+}
+
+HelperConnection::HelperConnection(Executor executor, std::filesystem::path childSocket)
+    : state(std::make_unique<State>(std::move(executor), std::move(childSocket))) {}
+
+HelperConnection::~HelperConnection() = default;
+
+Async<HelperReply> HelperConnection::ask(HelperRequest request) {
+    return state->ask(std::move(request));
+}
+
+HelperConnection::Way HelperConnection::way() const {
+    return state->way;
+}
+
+void HelperConnection::stop() {
+    state->stop();
+}
+
+Async<void> HelperConnection::drain() {
+    return state->drain();
+}
+
+}  // namespace marlet

@@ -1,0 +1,115 @@
+#include "MarletClient/HelperConnection.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <cstdlib>
+
+#include "MarletClient/Commands.h"
+#include "MarletIPC/LineServer.h"
+#include "TestSupport/TemporaryFolder.h"
+#include "TestSupport/TestLoop.h"
+
+namespace marlet {
+namespace {
+
+using testing::HasSubstr;
+
+const HelperRequest opening{HelperRequest::OpenInCopilot{"/work"}};
+
+// A helper of the session that says one thing, or nothing at all, and a connection that finds it there.
+class ScriptedService {
+public:
+    explicit ScriptedService(std::optional<std::string> words) : answer(std::move(words)) {
+        ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+        loop.runToEnd(server.listen(folder.path() / "io.tolvane.Marlet.Helper.sock"));
+    }
+    ~ScriptedService() {
+        release.cancel();
+        loop.runToEnd(connection.drain());
+        loop.runToEnd(server.stop());
+        loop.runToEnd(server.drain(std::chrono::seconds(1)));
+        ::unsetenv("XDG_RUNTIME_DIR");
+    }
+
+    HelperReply ask() { return loop.runToEnd(connection.ask(opening)); }
+    std::string failure() {
+        try {
+            ask();
+        } catch (const CommandError& error) {
+            return error.errorDescription();
+        }
+        return "(none)";
+    }
+
+    std::optional<std::string> answer;
+    std::vector<std::string> asked;
+    TemporaryFolder folder;
+    TestLoop loop;
+    HelperConnection connection{loop.executor(), folder.path() / "child"};
+
+private:
+    Async<LineReply> respond(std::string line) {
+        asked.push_back(std::move(line));
+        if (!answer) {
+            boost::system::error_code released;
+            co_await release.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, released));
+        }
+        co_return LineReply{answer.value_or(""), !answer};
+    }
+
+    boost::asio::steady_timer release{loop.executor(), boost::asio::steady_timer::time_point::max()};
+    LineServer server{loop.executor(), {[this](std::string line) { return respond(std::move(line)); }, "", ""}};
+};
+
+TEST(HelperConnectionTest, theSessionsHelperIsAskedWhereThereIsOne) {
+    ScriptedService service(R"({"done":{}})");
+
+    EXPECT_EQ(service.ask(), HelperReply{HelperReply::Done{}});
+
+    ASSERT_EQ(service.asked.size(), 1U);
+    EXPECT_EQ(HelperRequest::parse(service.asked[0]), opening);
+    EXPECT_EQ(service.connection.way(), HelperConnection::Way::service);
+    EXPECT_FALSE(std::filesystem::exists(service.folder.path() / "child"));
+}
+
+TEST(HelperConnectionTest, aFailureIsToldInTheHelpersWords) {
+    EXPECT_EQ(ScriptedService(R"({"failure":{"_0":"No git found."}})").failure(), "No git found.");
+}
+
+TEST(HelperConnectionTest, aRequestThatTheHelperCantTakeIsTold) {
+    EXPECT_EQ(ScriptedService(R"({"transportError":{"message":"The line is too long."}})").failure(),
+              "The helper couldn't take the request: The line is too long.");
+}
+
+TEST(HelperConnectionTest, anAnswerOfAnotherVersionIsTold) {
+    for (const char* line : {"{}", R"({"later":{}})", "none of it", "[]", R"({"transportError":"?"})"}) {
+        EXPECT_THAT(ScriptedService(line).failure(), HasSubstr("can't be understood")) << line;
+    }
+}
+
+TEST(HelperConnectionTest, requestsAreUnderWaySideBySide) {
+    ScriptedService service(std::nullopt);
+    auto first = service.loop.start(service.connection.ask(opening));
+    auto second = service.loop.start(service.connection.ask(opening));
+    service.loop.runUntil([&] { return service.asked.size() == 2; });
+    EXPECT_FALSE(first->isFinished || second->isFinished);
+    service.connection.stop();
+    service.loop.runUntil([&] { return first->isFinished && second->isFinished; });
+}
+
+TEST(HelperConnectionTest, aStopEndsWhatIsUnderWayAndWhatComesLater) {
+    ScriptedService service(std::nullopt);
+    auto outcome = service.loop.start(service.connection.ask(opening));
+    service.loop.runUntil([&] { return !service.asked.empty(); });
+
+    service.connection.stop();
+
+    service.loop.runUntil([&] { return outcome->isFinished; });
+    EXPECT_THAT(localizedDescription(outcome->error), HasSubstr("Marlet was stopped"));
+    EXPECT_THAT(service.failure(), HasSubstr("Marlet was stopped"));
+}
+
+}  // namespace
+}  // namespace marlet
