@@ -25,18 +25,6 @@ constexpr int linkLimit = 40;
 // Two registrations of one folder would come between each other's removal and addition.
 std::mutex claudeRegistration;
 
-// What a tool says about its arguments may hold the token.
-std::string withoutSecret(std::string text, const std::string& secret) {
-    constexpr std::string_view mask = "[token]";
-    if (secret.empty()) {
-        return text;
-    }
-    for (size_t found = text.find(secret); found != std::string::npos; found = text.find(secret, found + mask.size())) {
-        text.replace(found, secret.size(), mask);
-    }
-    return text;
-}
-
 [[noreturn]] void fail(int error, const std::filesystem::path& path) {
     throw std::system_error(error, std::generic_category(), path.string());
 }
@@ -98,9 +86,7 @@ void CheckoutService::registerMCP(const MCPRegistration& registration) const {
     std::lock_guard guard(claudeRegistration);
     // There may be nothing to remove.
     runner->run(removal);
-    CommandResult result = runner->run(addition);
-    result.errorOutput = withoutSecret(std::move(result.errorOutput), registration.token);
-    check(result, "claude mcp add");
+    check(runner->run(addition), "claude mcp add", registration.token);
 }
 
 void CheckoutService::registerCopilotMCP(const std::string& endpoint, const std::string& token) const {
