@@ -36,12 +36,12 @@ std::string expanded(const std::string& pattern, const std::map<std::string, std
 // spelling of words and emoji.
 std::string cleaned(std::string_view piece) {
     static const Regex controls(R"(\p{Cc}+)");
-    constexpr std::string_view blanks = " \t";
     std::string name(piece);
     controls.replaceAll(name, [](const Regex::Match&, std::string&) {});
     std::replace(name.begin(), name.end(), ':', '_');
-    size_t start = std::min(name.find_first_not_of(blanks), name.size());
-    size_t end = name.find_last_not_of(blanks) + 1;
+    // Tabs are gone already.
+    size_t start = std::min(name.find_first_not_of(' '), name.size());
+    size_t end = name.find_last_not_of(' ') + 1;
     return start < end ? name.substr(start, end - start) : std::string();
 }
 

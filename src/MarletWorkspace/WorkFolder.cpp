@@ -57,7 +57,7 @@ public:
         if (file.value < 0 && errno == ENOENT) {
             return;
         }
-        bool isOther = file.value < 0 && (errno == ELOOP || errno == ENXIO || errno == EISDIR);
+        bool isOther = file.value < 0 && (errno == ELOOP || errno == ENXIO);
         if (!isOther && (file.value < 0 || ::fstat(file.value, &status) != 0)) {
             throw failure(path, errno);
         }

@@ -33,7 +33,7 @@ std::string stem(const std::string& taskID, TaskKind kind, const UUID& localID) 
 
 std::optional<std::string> numberedRef(std::string_view folder, std::string_view digits) {
     int64_t number = 0;
-    bool areDigits = !digits.empty() && std::all_of(digits.begin(), digits.end(), isDigit);
+    bool areDigits = std::all_of(digits.begin(), digits.end(), isDigit);
     if (!areDigits || std::from_chars(digits.data(), digits.data() + digits.size(), number).ec != std::errc()) {
         return std::nullopt;
     }

@@ -152,7 +152,7 @@ TEST(RepositoryCoordinatesTest, onlyOneSuffixGoesAndOnlyInLowerCase) {
 }
 
 TEST(RepositoryCoordinatesTest, whatIsNotUTF8GivesNone) {
-    expectNone({"git@h:a\xFF/b", "https://h/a\xFF/b", "https://h/a%FF/b", "https://h%FF/a/b"});
+    expectNone({"git@h:a\xFF/b", "git@h:a\x80/b", "https://h/a\xFF/b", "https://h/a%FF/b", "https://h%FF/a/b"});
 }
 
 TEST(RepositoryCoordinatesTest, aLongAddressIsReadInLinearTime) {

@@ -1,31 +1,32 @@
 #include "MarletWorkspace/ResolvedPath.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "MarletWorkspace/FolderScheme.h"
+#include "TestSupport/OrdinaryUser.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
 namespace {
 
+namespace fs = std::filesystem;
+
 // A folder whose path holds no symbolic link, with what a test puts into it.
 class Place {
 public:
-    Place() : root(std::filesystem::canonical(folder.path()).string()) {}
+    Place() : root(fs::canonical(folder.path()).string()) {}
 
     std::string path(const std::string& relative) const { return root + "/" + relative; }
     std::string folderAt(const std::string& relative) const {
-        std::filesystem::create_directories(path(relative));
+        fs::create_directories(path(relative));
         return path(relative);
     }
     void fileAt(const std::string& relative) const { std::ofstream(path(relative)) << "x"; }
     void linkAt(const std::string& relative, const std::string& target) const {
-        std::filesystem::create_symlink(target, path(relative));
+        fs::create_symlink(target, path(relative));
     }
 
 private:
@@ -35,37 +36,15 @@ public:
     const std::string root;
 };
 
-// Nobody may look into the folder meanwhile, also not the superuser, who steps down for it.
-class ForbiddenFolder {
-public:
-    explicit ForbiddenFolder(std::string path) : path(std::move(path)), isSuperuser(::geteuid() == 0) {
-        constexpr uid_t nobody = 65534;
-        EXPECT_EQ(::chmod(this->path.c_str(), 0), 0);
-        EXPECT_EQ(isSuperuser ? ::seteuid(nobody) : 0, 0);
-    }
-    ForbiddenFolder(const ForbiddenFolder&) = delete;
-    ForbiddenFolder& operator=(const ForbiddenFolder&) = delete;
-    ~ForbiddenFolder() {
-        EXPECT_EQ(isSuperuser ? ::seteuid(0) : 0, 0);
-        EXPECT_EQ(::chmod(path.c_str(), S_IRWXU), 0);
-    }
-
-private:
-    std::string path;
-    bool isSuperuser;
-};
-
 class CurrentFolder {
 public:
-    explicit CurrentFolder(const std::string& path) : before(std::filesystem::current_path()) {
-        std::filesystem::current_path(path);
-    }
+    explicit CurrentFolder(const std::string& path) : before(fs::current_path()) { fs::current_path(path); }
     CurrentFolder(const CurrentFolder&) = delete;
     CurrentFolder& operator=(const CurrentFolder&) = delete;
-    ~CurrentFolder() { std::filesystem::current_path(before); }
+    ~CurrentFolder() { fs::current_path(before); }
 
 private:
-    std::filesystem::path before;
+    fs::path before;
 };
 
 FolderSchemeError failure(const std::string& root, const std::vector<std::string>& segments) {
@@ -161,9 +140,13 @@ TEST(ResolvedPathTest, namesInAFolderThatMayNotBeSeenFollowIt) {
     place.folderAt("closed/inner");
     place.linkAt("link", "closed");
     place.linkAt("closed/hidden", "/");
-    ASSERT_EQ(::chmod(place.root.c_str(), S_IRWXU | S_IXGRP | S_IXOTH), 0);
-    ForbiddenFolder forbidden(place.path("closed"));
-    EXPECT_EQ(resolvedPath(place.path("link/hidden/x")), place.path("closed/hidden/x"));
+    fs::permissions(place.root, fs::perms(0711));
+    fs::permissions(place.path("closed"), fs::perms::none);
+    {
+        OrdinaryUser user;
+        EXPECT_EQ(resolvedPath(place.path("link/hidden/x")), place.path("closed/hidden/x"));
+    }
+    fs::permissions(place.path("closed"), fs::perms::owner_all);
 }
 
 TEST(ResolvedPathTest, namesThatAreTooLongFollowTheResolvedPart) {
