@@ -160,7 +160,7 @@ TaskItem taskItem(JiraIssue issue, const JiraMappingContext& context) {
     }
     item.webURL = browseURL(context.webBaseURL, issue.key);
     item.id = std::move(issue.key);
-    item.projectID = fields.project ? std::move(fields.project->id) : context.projectID;
+    item.projectID = fields.project ? fields.project->id : context.projectID;
     item.kind = TaskKind::issue;
     item.title = std::move(fields.summary).value_or("");
     item.notes = JiraMarkup::markdown(fields.description.value_or(""));

@@ -5,7 +5,6 @@
 namespace marlet {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct JiraZone {

@@ -7,9 +7,6 @@
 namespace marlet {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 // One issue of the project 10301 with these fields, as a task.
 TaskItem mapped(const std::string& fields) {
     auto issue = JSONCoding::decode<JiraIssue>(issueJSON("ORCH-1", fields));

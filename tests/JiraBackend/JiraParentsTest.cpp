@@ -3,7 +3,6 @@
 namespace marlet {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
