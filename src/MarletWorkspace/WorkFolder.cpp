@@ -203,22 +203,6 @@ bool hasBrief(const std::string& path) {
     throw WorkFolderError::foreignBrief(path);
 }
 
-dev_t deviceOf(const std::string& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
-        throw failure(path, errno);
-    }
-    return status.st_dev;
-}
-
-// Where a brief can be made that is then moved into the folder. Git looks at all names in a checkout, but at none in
-// its own folder.
-std::string newBriefPath(const std::string& folder) {
-    std::optional<GitFolders> git = gitFolders(folder);
-    bool isHidden = git && deviceOf(git->own) == deviceOf(folder);
-    return (isHidden ? git->own : folder) + "/" + newBriefName;
-}
-
 // What appears at `target` meanwhile is never replaced.
 void moveToNewName(const std::string& source, const std::string& target) {
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
@@ -229,6 +213,22 @@ void moveToNewName(const std::string& source, const std::string& target) {
     }
     // Some file systems, such as those of a network, know no other way.
     fs::rename(source, target);
+}
+
+// Passes through a file in `folder`, which must be on the brief's own file system.
+void placeBrief(const std::string& folder, const std::string& brief, const std::string& markdown, bool replaces) {
+    std::string made = folder + "/" + newBriefName;
+    writeNewPrivateFile(made, markdown);
+    try {
+        if (replaces) {
+            fs::rename(made, brief);
+        } else {
+            moveToNewName(made, brief);
+        }
+    } catch (...) {
+        ::unlink(made.c_str());
+        throw;
+    }
 }
 
 }  // namespace
@@ -278,18 +278,18 @@ void writeBrief(const std::string& folder, const std::string& markdown) {
     FolderLock lock(top);
     std::string brief = top + "/" + TaskBrief::briefFileName;
     bool replaces = hasBrief(brief);
-    std::string made = newBriefPath(top);
-    writeNewPrivateFile(made, markdown);
-    try {
-        if (replaces) {
-            fs::rename(made, brief);
-        } else {
-            moveToNewName(made, brief);
+    // Git looks at all names in a checkout, but at none in its own folder.
+    if (std::optional<GitFolders> git = gitFolders(top)) {
+        try {
+            placeBrief(git->own, brief, markdown, replaces);
+            return;
+        } catch (const fs::filesystem_error& error) {
+            if (error.code() != std::errc::cross_device_link) {
+                throw;
+            }
         }
-    } catch (...) {
-        ::unlink(made.c_str());
-        throw;
     }
+    placeBrief(top, brief, markdown, replaces);
 }
 
 std::optional<WorkResult> readResult(const std::string& folder) {

@@ -47,7 +47,8 @@ void hideFromGit(const std::string& folder);
 
 // Writes TASK.md as a whole, in place of the brief of before. Nothing else is ever overwritten: throws
 // WorkFolderError::foreignBrief or notARegularFile for a TASK.md that isn't a brief. Once hideFromGit was called git
-// sees none of it, also not while it is written. Throws WorkFolderError::brokenGitLink.
+// sees none of it, also not while it is written (unless its own folder is on another file system). Throws
+// WorkFolderError::brokenGitLink.
 void writeBrief(const std::string& folder, const std::string& markdown);
 
 // What stands in RESULT.md; no value if there is none or it is blank. Throws WorkFolderError::notARegularFile, also for

@@ -155,9 +155,9 @@ TEST(PathTemplateTest, aSlugIsCutAndEndsInNoDash) {
 }
 
 TEST(PathTemplateTest, aHugeTitleIsSluggedInLinearTime) {
-    std::string dashes(4'000'000, '-');
+    std::string dashes(500'000, '-');
     EXPECT_EQ(PathTemplate::slug(dashes + "x" + dashes + "é" + dashes, 40), "x-e");
-    EXPECT_EQ(PathTemplate::slug(std::string(4'000'000, 'x'), 40), std::string(40, 'x'));
+    EXPECT_EQ(PathTemplate::slug(std::string(500'000, 'x'), 40), std::string(40, 'x'));
 }
 
 TEST(CheckoutLayoutTest, allCasesAreKnownByCodeTitleAndTemplateInOrder) {

@@ -61,7 +61,7 @@ public:
     FileSizeLimit& operator=(const FileSizeLimit&) = delete;
     ~FileSizeLimit() {
         ::setrlimit(RLIMIT_FSIZE, &before);
-        std::signal(SIGXFSZ, handler);
+        static_cast<void>(std::signal(SIGXFSZ, handler));
     }
 
 private:
