@@ -86,7 +86,10 @@ CommandReply carryOut(const CommandLine& line, const DataFolder& folder) {
 
 int follow(CommandLine line) {
     if (line.information) {
-        return print(*line.information) ? done : failed;
+        bool isScript = line.request.command == completionCommand;
+        bool isPrinted = line.wantsJSON && isScript ? printJSON(JSONValue::object({{"script", *line.information}}))
+                                                    : print(*line.information);
+        return isPrinted ? done : failed;
     }
     DataFolder folder = DataFolder::open(line.dataFolder);
     if (line.request.command == "serve") {

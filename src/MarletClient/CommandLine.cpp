@@ -6,6 +6,7 @@
 
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandTree.h"
+#include "MarletClient/Completion.h"
 #include "MarletClient/DataFolder.h"
 #include "MarletClient/Version.h"
 
@@ -190,6 +191,12 @@ void addSyncCommands(CLI::App& root, CommandRequest& request) {
     addPlainCommand(mcp, "rotate", "Make a new token, so that the old one is worth nothing any more", request);
 }
 
+void addCompletionCommand(CLI::App& root, CommandRequest& request) {
+    Command<CompletionOptions> completion(root, completionCommand,
+                                          "Print the script by which a shell completes these commands", request);
+    completion.choice("SHELL", completion.options->shell, "The shell", "shell")->required();
+}
+
 // The library's words, as one sentence of ours.
 std::string usageMessage(const CLI::ParseError& error, const CLI::App& root) {
     const CLI::App* command = &root;
@@ -227,38 +234,50 @@ void refuseBrokenText(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
+std::unique_ptr<CLI::App> commandTree(CommandLine& line) {
+    auto root = std::make_unique<CLI::App>(
+        "Keeps the tasks of several services in one place, and serves them to agents.", "marlet");
+    root->require_subcommand(1);
+    root->fallthrough();
+    root->set_help_flag("--help,-h", "Show this help");
+    root->set_version_flag("--version", std::string("marlet ") + versionText, "Show the version");
+    auto take = [&line](const std::string& folder) { line.dataFolder = std::filesystem::path(unguarded(folder)); };
+    root->add_option_function<std::string>("--data", take, "The data folder")
+        ->type_name("DIR")
+        ->default_str(DataFolder::defaultPath().string());
+    root->add_flag("--json", line.wantsJSON, "One JSON value on standard output");
+    addGeneralCommands(*root, line.request);
+    addAccountCommands(*root, line);
+    addProjectCommands(*root, line.request);
+    addTaskCommands(*root, line.request);
+    addTimerCommands(*root, line.request);
+    addSyncCommands(*root, line.request);
+    addCompletionCommand(*root, line.request);
+    return root;
+}
+
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     refuseBrokenText(arguments);
     CommandLine line;
-    CLI::App root("Keeps the tasks of several services in one place, and serves them to agents.", "marlet");
-    root.require_subcommand(1);
-    root.fallthrough();
-    root.set_help_flag("--help,-h", "Show this help");
-    root.set_version_flag("--version", std::string("marlet ") + versionText, "Show the version");
-    std::string folder;
-    root.add_option("--data", folder, "The data folder")
-        ->type_name("DIR")
-        ->default_str(DataFolder::defaultPath().string());
-    root.add_flag("--json", line.wantsJSON, "One JSON value on standard output");
-    addGeneralCommands(root, line.request);
-    addAccountCommands(root, line);
-    addProjectCommands(root, line.request);
-    addTaskCommands(root, line.request);
-    addTimerCommands(root, line.request);
-    addSyncCommands(root, line.request);
+    std::unique_ptr<CLI::App> root = commandTree(line);
     try {
         // The library takes the arguments from the back.
         std::vector<std::string> reversed;
         std::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), guarded);
-        root.parse(std::move(reversed));
+        root->parse(std::move(reversed));
     } catch (const CLI::CallForHelp&) {
-        line.information = root.help();
+        line.information = root->help();
     } catch (const CLI::CallForVersion& version) {
         line.information = std::string(version.what()) + "\n";
     } catch (const CLI::ParseError& error) {
-        throw UsageError(usageMessage(error, root));
+        throw UsageError(usageMessage(error, *root));
     }
-    line.dataFolder = folder.empty() ? DataFolder::defaultPath() : std::filesystem::path(unguarded(folder));
+    if (line.dataFolder.empty()) {
+        line.dataFolder = DataFolder::defaultPath();
+    }
+    if (line.request.command == completionCommand) {
+        line.information = completionScript(decoded<CompletionOptions>(line.request.options).shell, *root);
+    }
     return line;
 }
 

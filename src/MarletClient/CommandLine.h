@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,7 +9,14 @@
 #include "MarletBase/LocalizedError.h"
 #include "MarletClient/CommandMessage.h"
 
+namespace CLI {
+class App;
+}
+
 namespace marlet {
+
+// Its script is told by CommandLine::information; nobody else carries it out.
+inline constexpr const char* completionCommand = "completion";
 
 // A command line that can't be followed.
 class UsageError final : public LocalizedError {
@@ -24,9 +32,12 @@ struct CommandLine {
     bool wantsJSON = false;
     CommandRequest request;
     TokenSource token = TokenSource::terminal;
-    // The help or version text that was asked for instead of a command.
+    // What is shown instead of carrying a command out: the help, the version, or a completion script.
     std::optional<std::string> information;
 };
+
+// The tree of commands, which fills the line as soon as it has parsed one. The line must outlive it.
+std::unique_ptr<CLI::App> commandTree(CommandLine& line);
 
 // Reads standard input where an option says so. Throws UsageError.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "MarletBase/Date.h"
+#include "MarletClient/Completion.h"
 #include "MarletCore/BackendKind.h"
 #include "MarletStore/TaskQuery.h"
 
@@ -163,6 +164,11 @@ struct TaskFlagOptions {
     bool off = false;
 };
 BOOST_DESCRIBE_STRUCT(TaskFlagOptions, (), (tasks, project, off))
+
+struct CompletionOptions {
+    Shell shell = Shell::bash;
+};
+BOOST_DESCRIBE_STRUCT(CompletionOptions, (), (shell))
 
 struct SyncOptions {
     std::optional<std::string> account;
