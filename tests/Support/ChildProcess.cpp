@@ -68,22 +68,37 @@ int inputFile(const std::string& input) {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& input,
                            const std::vector<std::string>& environment) {
+    start(arguments, inputFile(input), -1, environment);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, ChildDescriptors descriptors,
+                           const std::vector<std::string>& environment) {
+    int input = descriptors.input >= 0 ? ::fcntl(descriptors.input, F_DUPFD_CLOEXEC, 0) : inputFile({});
+    start(arguments, input, descriptors.inherited, environment);
+}
+
+// Closes `input`.
+void ChildProcess::start(const std::vector<std::string>& arguments, int input, int inherited,
+                         const std::vector<std::string>& environment) {
     Pipe out;
     Pipe err;
-    int in = inputFile(input);
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, in, STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, out.writeEnd, STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, err.writeEnd, STDERR_FILENO);
+    int firstClosed = STDERR_FILENO + 1;
+    if (inherited >= 0) {
+        ::posix_spawn_file_actions_adddup2(&actions, inherited, firstClosed++);
+    }
     // A socket of the test's would stay open in the child after the test has closed it.
-    ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    ::posix_spawn_file_actions_addclosefrom_np(&actions, firstClosed);
     std::vector<std::string> texts = arguments;
     std::vector<std::string> variables = environmentWith(environment);
     int error = ::posix_spawnp(&process, arguments.front().c_str(), &actions, nullptr, pointers(texts).data(),
                                pointers(variables).data());
     ::posix_spawn_file_actions_destroy(&actions);
-    for (int end : {in, out.writeEnd, err.writeEnd}) {
+    for (int end : {input, out.writeEnd, err.writeEnd}) {
         ::close(end);
     }
     outputPipe = out.readEnd;

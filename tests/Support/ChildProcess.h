@@ -8,12 +8,21 @@
 
 namespace marlet {
 
+// What a child has besides its outputs.
+struct ChildDescriptors {
+    int input = -1;      // its standard input; nothing to read without one
+    int inherited = -1;  // its descriptor 3
+};
+
 // A program that a test runs beside itself. Whatever isn't over when this goes is killed.
 class ChildProcess {
 public:
     // `arguments` begins with the program's path. `environment` holds "NAME=value" to add to the test's own.
     explicit ChildProcess(const std::vector<std::string>& arguments, const std::string& input = {},
                           const std::vector<std::string>& environment = {});
+    // The descriptors stay the caller's.
+    ChildProcess(const std::vector<std::string>& arguments, ChildDescriptors descriptors,
+                 const std::vector<std::string>& environment = {});
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
@@ -34,6 +43,8 @@ public:
     std::string errors;
 
 private:
+    void start(const std::vector<std::string>& arguments, int input, int inherited,
+               const std::vector<std::string>& environment);
     bool readMore();
 
     pid_t process = -1;
