@@ -24,3 +24,28 @@ foreach(script "bash:bash-completion/completions/marlet" "zsh:zsh/site-functions
   execute_process(COMMAND "${work}/prefix/bin/marlet" completion ${shell} OUTPUT_FILE "${work}/completion")
   run("${CMAKE_COMMAND}" -E compare_files "${work}/completion" "${work}/prefix/share/${file}")
 endforeach()
+
+# The helper as its unit starts it: the program is where the unit says, and serves a socket that it inherits.
+set(units "${work}/prefix/lib/systemd/user")
+set(unit io.tolvane.Marlet.Helper)
+file(STRINGS "${units}/${unit}.service" start REGEX "^ExecStart=")
+string(REPLACE "ExecStart=" "" helper "${start}")
+if(NOT helper STREQUAL "${work}/prefix/bin/MarletHelper")
+  message(FATAL_ERROR "The unit starts ${helper}.")
+endif()
+find_program(SYSTEMD_ANALYZE systemd-analyze)
+if(SYSTEMD_ANALYZE)
+  set(ENV{XDG_RUNTIME_DIR} "${work}")
+  run("${SYSTEMD_ANALYZE}" --user verify "${units}/${unit}.socket" "${units}/${unit}.service")
+endif()
+
+# It ends with its input, and that with the client.
+run(sh -c "
+  cd '${work}'; rm -f input; mkfifo input
+  '${helper}' --socket helper.sock --until-input-ends < input & helper=$!
+  exec 3> input
+  tries=0
+  until '${work}/build/workspace' helper.sock 2>/dev/null; do
+    tries=$((tries + 1)); [ $tries -lt 300 ] || exit 1; sleep 0.1
+  done
+  exec 3>&-; wait $helper")
