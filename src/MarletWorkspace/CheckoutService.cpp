@@ -1,6 +1,5 @@
 #include "MarletWorkspace/CheckoutService.h"
 
-#include "MarletBase/Text.h"
 #include "MarletWorkspace/ResolvedPath.h"
 
 namespace marlet {
@@ -63,7 +62,7 @@ struct Carrier {
 
 HelperReply failure(const std::exception_ptr& error) {
     try {
-        return {HelperReply::Failure{repairedUTF8(localizedDescription(error))}};
+        return {HelperReply::Failure{localizedDescription(error)}};
     } catch (...) {
         return {HelperReply::Failure{"Out of memory."}};  // short enough to need none
     }

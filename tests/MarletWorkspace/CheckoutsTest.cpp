@@ -95,13 +95,15 @@ TEST(CheckoutsTest, anotherCaseOfTheOwnerIsTheSameRepository) {
 }
 
 TEST(CheckoutsTest, aFileInPlaceOfTheFolderIsRefused) {
-    Scene scene;
-    std::filesystem::create_directories(scene.root / "team");
-    std::ofstream(scene.target) << "a file";
-    scene.runner->answer("rev-parse", CommandResult{128, "", "fatal: cannot change to it", false});
+    for (const char* text : {"a file", ""}) {
+        Scene scene;
+        std::filesystem::create_directories(scene.root / "team");
+        std::ofstream(scene.target) << text;
+        scene.runner->answer("rev-parse", CommandResult{128, "", "fatal: cannot change to it", false});
 
-    EXPECT_EQ(scene.failure(), scene.target + " already exists and isn't a checkout of this repository.");
-    EXPECT_EQ(scene.runner->commands(), std::vector<Command>{scene.inTarget({"rev-parse", "--show-toplevel"})});
+        EXPECT_EQ(scene.failure(), scene.target + " already exists and isn't a checkout of this repository.");
+        EXPECT_EQ(scene.runner->commands(), std::vector<Command>{scene.inTarget({"rev-parse", "--show-toplevel"})});
+    }
 }
 
 TEST(CheckoutsTest, aFolderOfOtherThingsIsRefused) {
@@ -297,6 +299,20 @@ TEST(CheckoutsTest, aTopThatGitDoesNotNameInTimeIsNone) {
         EXPECT_EQ(failureOf([&] { scene.inspect(scene.target); }),
                   scene.target + " isn't the top folder of a git checkout.");
     }
+}
+
+// An empty path would be this folder itself.
+TEST(CheckoutsTest, aTopThatIsNotNamedIsNotTheFolderOfTheProcess) {
+    Scene scene;
+    std::filesystem::create_directories(scene.target);
+    scene.runner->answer("rev-parse", CommandResult{0, "\n", "", false});
+    std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(scene.target);
+
+    std::string failure = failureOf([&] { scene.inspect(scene.target); });
+
+    std::filesystem::current_path(before);
+    EXPECT_EQ(failure, scene.target + " isn't the top folder of a git checkout.");
 }
 
 // Half a clone already looks like a checkout.

@@ -170,6 +170,7 @@ TEST(WorktreesTest, aRememberedPathThatIsNoWorktreeOfTheRepositoryIsDropped) {
     Scene scene;
     std::string path = (scene.root / "elsewhere").string();
     std::string check = path + " rev-parse --path-format=absolute --show-toplevel";
+    scene.says(path + " symbolic-ref", "feature");
     WorktreeRequest request = scene.request();
     request.existing = path;
     std::string worktree = scene.common + "/worktrees/elsewhere";
@@ -198,6 +199,22 @@ TEST(WorktreesTest, aRememberedPathThatCanNotBeLookedAtIsDropped) {
     });
 
     EXPECT_EQ(scene.prepare(request).path, scene.target);
+}
+
+TEST(WorktreesTest, whatGitNamesByAnotherWayIsTheSame) {
+    Scene scene;
+    std::string remembered = (scene.root / "elsewhere").string();
+    std::filesystem::create_directories(remembered);
+    std::filesystem::create_directory_symlink(scene.root, scene.root / "link");
+    std::string link = (scene.root / "link").string();
+    scene.says("rev-parse --path-format=absolute --git-common-dir", link + "/app/.git");
+    scene.says(remembered + " rev-parse --path-format=absolute --show-toplevel",
+               link + "/elsewhere\n\n" + scene.common + "/worktrees/elsewhere\n" + link + "/app/../app/.git/");
+    scene.says(remembered + " symbolic-ref", "feature");
+    WorktreeRequest request = scene.request();
+    request.existing = link + "/elsewhere";
+
+    EXPECT_EQ(scene.prepare(request), (CheckoutResult{remembered, false, "feature"}));
 }
 
 TEST(WorktreesTest, theMainCheckoutIsNoWorktreeToUseAgain) {
