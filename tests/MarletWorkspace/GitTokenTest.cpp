@@ -41,6 +41,7 @@ public:
     }
 
     std::filesystem::path path() const { return folder.path() / "git"; }
+    const std::filesystem::path& notes() const { return folder.path(); }
 
     struct Run {
         std::string arguments;
@@ -129,7 +130,8 @@ TEST(GitTokenTest, itIsInTheEnvironmentOfTheNetworkCommandsAndNowhereElse) {
         withToken += run.environment.find(value) != std::string::npos ? 1 : 0;
     }
     EXPECT_EQ(withToken, 3U) << "a clone and two fetches";
-    EXPECT_EQ(filesWithToken(scene.root()), std::vector<std::string>());
+    EXPECT_EQ(filesWithToken(git.notes()).size(), withToken);
+    EXPECT_EQ(filesWithToken(scene.root().parent_path()), std::vector<std::string>());
 }
 
 TEST(GitTokenTest, aPrivateRepositoryIsClonedAndFetchedOverTLS) {
