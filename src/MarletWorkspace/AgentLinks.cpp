@@ -45,7 +45,7 @@ private:
     std::unique_ptr<icu::BreakIterator> iterator;
 };
 
-// At most `limit` characters; what was cut ends in an ellipsis. The text is UTF-8.
+// At most `limit` characters; what was cut ends in an ellipsis.
 std::string cut(const std::string& text, size_t limit) {
     // No character is shorter than a byte.
     if (text.size() <= limit) {
@@ -64,10 +64,6 @@ std::string encodedValue(const std::string& text) {
     return isValidUTF8(text) ? percentEncoded(text, "-._~") : "";
 }
 
-std::string encodedPrompt(const std::string& prompt, size_t limit) {
-    return isValidUTF8(prompt) ? encodedValue(cut(prompt, limit)) : "";
-}
-
 URL deepLink(const std::string& text) {
     std::optional<URL> url = URL::parse(text);
     if (!url) {
@@ -83,7 +79,7 @@ URL ClaudeLink::newSession(AgentDestination destination, const std::string& fold
         programmingError("Claude opens no session of another agent.");
     }
     return deepLink("claude://" + std::string(code(destination)) + "/new?folder=" + encodedValue(folder) +
-                    "&q=" + encodedPrompt(prompt, promptLimit));
+                    "&q=" + encodedValue(cut(prompt, promptLimit)));
 }
 
 URL CopilotLink::newSession(const RepositoryCoordinates& repository, const std::string& prompt, CopilotMode mode,
@@ -93,7 +89,7 @@ URL CopilotLink::newSession(const RepositoryCoordinates& repository, const std::
         query += "&pr=" + std::to_string(*pullRequest);
     }
     query += "&mode=" + encodedValue(std::string(code(mode)));
-    query += "&prompt=" + encodedPrompt(prompt, promptLimit);
+    query += "&prompt=" + encodedValue(cut(prompt, promptLimit));
     return deepLink("ghapp://session/new?" + query);
 }
 

@@ -38,9 +38,13 @@ void makePrivateFolder(const std::filesystem::path& folder) {
     if (folder.has_parent_path() && folder.has_relative_path()) {
         makePrivateFolder(folder.parent_path());
     }
-    if (::mkdir(folder.c_str(), ownerOnlyFolder) == 0 ? ::chmod(folder.c_str(), ownerOnlyFolder) != 0
-                                                      : errno != EEXIST || !std::filesystem::is_directory(folder)) {
-        fail(errno, folder);
+    if (::mkdir(folder.c_str(), ownerOnlyFolder) == 0) {
+        // The umask may have taken something away.
+        if (::chmod(folder.c_str(), ownerOnlyFolder) != 0) {
+            fail(errno, folder);
+        }
+    } else if (int error = errno; !std::filesystem::is_directory(folder, ignored)) {
+        fail(error, folder);
     }
 }
 

@@ -11,21 +11,22 @@ namespace {
 
 using Match = Regex::Match;
 
-// The work stays linear, also for a text that is made to take for ever. Where one tag is never closed, no later one is
-// either: (*COMMIT) then ends the search, so that the rest isn't read again for each of them.
+// The work stays linear, also for a text that is made to take for ever.
 struct Patterns {
+    // Where one block has no end, no later one has: (*COMMIT) then ends the search, so that the rest isn't read again
+    // for each of them.
     Regex preformatted{R"((?is)<pre(*COMMIT)[^>]*>(?:\s*<code[^>]*>)?(.*?)(?:</code>\s*)?</pre>)"};
-    // In a text that ends with "</a>". Of one that opens in a tag without an address, or in the last tag, where no end
-    // can follow, the whole tag is passed over.
+    // In a text that ends with "</a>". A tag without an address is passed over as a whole, and so is the last one,
+    // behind which no end can follow.
     Regex link{R"re((?is)<a\s(?:(?=[^>]*>.)[^>]*href="([^"]*)"[^>]*>(.*?)</a>|[^>]*(*SKIP)(*F)))re"};
-    Regex heading{R"((?i)<h([1-6])(*COMMIT)[^>]*>)"};
+    Regex heading{R"((?i)<h([1-6])[^>]*>)"};
     Regex strong{R"((?i)</?(strong|b)>)"};
     Regex emphasis{R"((?i)</?(em|i)>)"};
     Regex code{R"((?i)</?code>)"};
-    Regex listItem{R"((?i)<li(*COMMIT)[^>]*>)"};
+    Regex listItem{R"((?i)<li[^>]*>)"};
     Regex lineBreak{R"((?i)<br\s*/?>)"};
     Regex blockEnd{R"((?i)</(p|div|h[1-6]|blockquote|ul|ol)>)"};
-    Regex otherTag{R"(<[^>]+(*COMMIT)>)"};
+    Regex otherTag{R"(<[^>]+>)"};
     Regex blanksAtLineEnd{R"((?<![ \t])[ \t]++\n)"};
     Regex emptyLines{R"(\n{3,})"};
 };

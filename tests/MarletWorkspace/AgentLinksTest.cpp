@@ -64,6 +64,7 @@ TEST(AgentLinksTest, aValueThatIsNotUTF8CountsAsEmpty) {
     EXPECT_EQ(claudeLink("broken \xC3"), "claude://code/new?folder=%2Fw&q=");
     EXPECT_EQ(claudeLink(std::string(13'000, '\xFF')), "claude://code/new?folder=%2Fw&q=");
     EXPECT_EQ(ClaudeLink::newSession(AgentDestination::code, "/w/\xFF", "Go").text(), "claude://code/new?folder=&q=Go");
+    EXPECT_EQ(claudePrompt(repeated("x", 12'000) + "\xC3"), repeated("x", 11'999) + "%E2%80%A6");
 }
 
 TEST(AgentLinksTest, aPromptOfExactlyTheLimitIsNotCut) {
