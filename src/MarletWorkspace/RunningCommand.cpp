@@ -193,14 +193,16 @@ bool RunningCommand::endsBefore(Time time, int interrupt) const {
 
 void RunningCommand::stop(std::chrono::seconds patience) const {
     constexpr int uninterrupted = -1;
-    ::kill(-process, SIGTERM);
+    // It may have left its group.
+    if (::kill(-process, SIGTERM) != 0) {
+        ::kill(process, SIGTERM);
+    }
     endsBefore(std::chrono::steady_clock::now() + patience, uninterrupted);
     killGroup();
 }
 
 void RunningCommand::killGroup() const {
     ::kill(-process, SIGKILL);
-    // It may have left its group.
     ::kill(process, SIGKILL);
 }
 

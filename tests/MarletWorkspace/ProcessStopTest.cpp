@@ -127,6 +127,15 @@ TEST_F(ProcessStopTest, whatOutlivesAStoppedCommandIsKilledAtOnce) {
     EXPECT_TRUE(lifeline.isLeft()) << "a child of the command's lives on";
 }
 
+TEST_F(ProcessStopTest, aCommandThatLeftItsGroupIsStoppedToo) {
+    const std::string joinParentsGroup = "setpgrp(0, getpgrp(getppid)); print 'moved'; $| = 1; print ' '; sleep 600";
+
+    CommandResult result = timed({.executable = "/usr/bin/perl", .arguments = {"-e", joinParentsGroup}, .timeout = 1});
+
+    EXPECT_EQ(result, (CommandResult{SIGTERM, "moved", "", true}));
+    EXPECT_LT(elapsed, 5);
+}
+
 TEST_F(ProcessStopTest, aDaemonThatHoldsTheOutputHoldsUpNobody) {
     CommandResult result = timed(shell("(echo up >&3; exec sleep 600) 3>$LIFE & echo $!", 300));
 
