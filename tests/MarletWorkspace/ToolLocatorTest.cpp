@@ -8,6 +8,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "TestSupport/PrintedCommand.h"
 #include "TestSupport/ScriptedRunner.h"
 #include "TestSupport/TemporaryFolder.h"
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "MarletWorkspace/CheckoutService.h"
+#include "TestSupport/PrintedCommand.h"
 #include "TestSupport/ScriptedRunner.h"
 
 namespace marlet {
