@@ -5,12 +5,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <system_error>
 
 #include "MarletBase/PrivateFile.h"
@@ -28,6 +32,23 @@ constexpr const char* standardPath = "/usr/bin:/bin:/usr/sbin:/sbin";
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+struct Descriptor {
+    explicit Descriptor(int number) : number(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { ::close(number); }
+
+    const int number;
+};
+
+int newEvent() {
+    int event = ::eventfd(0, EFD_CLOEXEC);
+    if (event < 0) {
+        fail("Couldn't prepare for a command");
+    }
+    return event;
+}
+
 // The calls that are under way, for stopAllCommands.
 class RunningCalls {
 public:
@@ -37,34 +58,28 @@ public:
         return calls;
     }
 
-    // Returns a descriptor that becomes readable when the call's command has to stop. A command that begins while all
-    // are being stopped finds it readable at once.
-    int begin() {
+    void begin(int stopEvent) {
         std::scoped_lock lock(mutex);
         if (isStopping) {
             errno = ECANCELED;
             fail("Commands are being stopped");
         }
-        if (stopEvent < 0 && (stopEvent = ::eventfd(0, EFD_CLOEXEC)) < 0) {
-            fail("Couldn't prepare for commands");
-        }
-        ++count;
-        return stopEvent;
+        stopEvents.insert(stopEvent);
     }
 
-    void end() {
+    void end(int stopEvent) {
         std::scoped_lock lock(mutex);
-        --count;
+        stopEvents.erase(stopEvent);
         hasEnded.notify_all();
     }
 
     void stop() {
         std::unique_lock lock(mutex);
         isStopping = true;
-        if (stopEvent >= 0) {
-            ::eventfd_write(stopEvent, 1);  // read by nobody, so it stays
+        for (int stopEvent : stopEvents) {
+            ::eventfd_write(stopEvent, 1);
         }
-        hasEnded.wait(lock, [this] { return count == 0; });
+        hasEnded.wait(lock, [this] { return stopEvents.empty(); });
     }
 
 private:
@@ -73,41 +88,38 @@ private:
     std::mutex mutex;
     std::condition_variable hasEnded;
     bool isStopping = false;
-    int count = 0;
-    int stopEvent = -1;
+    std::set<int> stopEvents;
 };
 
+// A call's entry among those under way, from before its command begins. The event becomes readable, and stays so, when
+// the command has to stop: one that begins only then finds it readable at once.
 class RunningCall {
 public:
-    RunningCall() : stopEvent(RunningCalls::shared().begin()) {}
+    RunningCall() : event(newEvent()) { RunningCalls::shared().begin(event.number); }
     RunningCall(const RunningCall&) = delete;
     RunningCall& operator=(const RunningCall&) = delete;
-    ~RunningCall() { RunningCalls::shared().end(); }
+    ~RunningCall() { RunningCalls::shared().end(event.number); }
 
-    const int stopEvent;
+    int stopEvent() const { return event.number; }
+
+private:
+    Descriptor event;
 };
 
-// A new file, for its user alone.
-class OutputFile {
-public:
-    explicit OutputFile(const std::filesystem::path& path) {
-        descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-        // Where this process has no standard input or output, the child's own would take this one's place.
-        if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
-            int low = descriptor;
-            descriptor = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-            ::close(low);
-        }
-        if (descriptor < 0) {
-            fail("Couldn't create " + path.string());
-        }
+// For its user alone.
+int newFile(const std::filesystem::path& path) {
+    int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    // Where this process has no standard input or output, the child's own would take this one's place.
+    if (file >= 0 && file <= STDERR_FILENO) {
+        int low = file;
+        file = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        ::close(low);
     }
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile() { ::close(descriptor); }
-
-    int descriptor;
-};
+    if (file < 0) {
+        fail("Couldn't create " + path.string());
+    }
+    return file;
+}
 
 std::filesystem::path temporaryFolder() {
     const char* variable = std::getenv("TMPDIR");
@@ -196,10 +208,10 @@ CommandResult ProcessRunner::run(const Command& command) const {
     RunningCall call;
     std::vector<std::string> environment = environmentFor(command, extraPath);
     OutputFolder folder;
-    OutputFile output(folder.output());
-    OutputFile errors(folder.errors());
-    RunningCommand running(command, std::move(environment), {output.descriptor, errors.descriptor});
-    bool timedOut = !running.endsBefore(timeAfter(command.timeout), call.stopEvent);
+    Descriptor output(newFile(folder.output()));
+    Descriptor errors(newFile(folder.errors()));
+    RunningCommand running(command, std::move(environment), {output.number, errors.number});
+    bool timedOut = !running.endsBefore(timeAfter(command.timeout), call.stopEvent());
     if (timedOut) {
         running.stop(patienceAfterTermination);
     }

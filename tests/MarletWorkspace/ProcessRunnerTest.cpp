@@ -232,13 +232,12 @@ TEST_F(ProcessRunnerTest, aTemporaryFolderThatCannotBeMadeIsAnError) {
 }
 
 TEST_F(ProcessRunnerTest, whateverFailsForWantOfADescriptorLeavesNothingBehind) {
-    runner.run(shell("true"));  // what is made once is there
     rlimit usual{};
     ::getrlimit(RLIMIT_NOFILE, &usual);
     int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     ::close(lowest);
     std::vector<std::string> failures;
-    for (rlim_t free = 0; free < 4; ++free) {
+    for (rlim_t free = 0; free < 5; ++free) {
         rlimit few{static_cast<rlim_t>(lowest) + free, usual.rlim_max};
         ::setrlimit(RLIMIT_NOFILE, &few);
         failures.push_back(failureOf(shell("true")));
@@ -247,9 +246,10 @@ TEST_F(ProcessRunnerTest, whateverFailsForWantOfADescriptorLeavesNothingBehind) 
         EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left: " << failures.back();
     }
 
-    EXPECT_THAT(failures.at(0), MatchesRegex("Couldn't create .*/out: Too many open files"));
-    EXPECT_THAT(failures.at(1), MatchesRegex("Couldn't create .*/err: Too many open files"));
-    EXPECT_EQ(failures.at(2), "Couldn't watch /bin/sh: Too many open files");
+    EXPECT_EQ(failures.at(0), "Couldn't prepare for a command: Too many open files");
+    EXPECT_THAT(failures.at(1), MatchesRegex("Couldn't create .*/out: Too many open files"));
+    EXPECT_THAT(failures.at(2), MatchesRegex("Couldn't create .*/err: Too many open files"));
+    EXPECT_EQ(failures.at(3), "Couldn't watch /bin/sh: Too many open files");
 }
 
 TEST_F(ProcessRunnerTest, noDescriptorOfTheParentsIsOpenInTheCommand) {
