@@ -80,7 +80,7 @@ TEST_F(ClaudeInteropTest, registeringTwiceLeavesOneEntryWithTheNewAddressAndToke
 }
 
 TEST_F(ClaudeInteropTest, theToolReachesTheEndpointThatIsRegistered) {
-    ChildProcess daemon({MARLET_PROGRAM, "--data", home + "/data", "--json", "serve"}, {},
+    ChildProcess daemon({MARLET_PROGRAM, "--data", home + "/data", "--json", "serve"}, "",
                         {"DBUS_SESSION_BUS_ADDRESS=disabled:"});
     boost::json::value endpoint = json(daemon.readLine().value());
 
