@@ -6,8 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <map>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "MarletWorkspace/CheckoutService.h"
 #include "MarletWorkspace/ProcessRunner.h"

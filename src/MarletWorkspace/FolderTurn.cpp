@@ -11,8 +11,9 @@ struct Folders {
     std::map<std::string, std::weak_ptr<std::mutex>> mutexes;
 };
 
+// Never destroyed: a thread may still wait for its turn when the process ends.
 Folders& folders() {
-    static Folders all;
+    static auto& all = *new Folders;
     return all;
 }
 

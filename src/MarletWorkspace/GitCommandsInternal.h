@@ -24,8 +24,8 @@ struct Git {
 // It ended by itself, and well.
 bool succeeded(const CommandResult& result);
 
-// What git gets besides its parent's environment: it asks nobody, and has `token` for the host of `remote` if that is an
-// https address. The token is in no argument, address or file.
+// What git gets besides its parent's environment: it asks nobody, and has `token` for the host of `remote` if that is
+// an https address. The token is in no argument, address or file.
 std::map<std::string, std::string> gitEnvironment(const std::string& remote, const std::optional<std::string>& token);
 
 // Throws CheckoutError::commandFailed unless the command ended well in time. Its message is what the command said,

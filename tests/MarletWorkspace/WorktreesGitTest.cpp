@@ -184,6 +184,20 @@ TEST(WorktreesGitTest, aWorktreeThatWasMovedIsUsedWhereItIs) {
     EXPECT_NE(failure.find("is already checked out at '" + moved.string() + "'"), std::string::npos) << failure;
 }
 
+TEST(WorktreesGitTest, aWorktreeThatWasMovedByHandIsUsedWhereItIsAndKeepsItsFilesInAnyCase) {
+    Scene scene;
+    std::filesystem::path moved = scene.root() / "moved";
+    WorktreeRequest request = scene.request("7-fix");
+    std::filesystem::rename(scene.prepare(request).path, moved);
+
+    request.existing = moved.string();
+    EXPECT_EQ(scene.prepare(request), (CheckoutResult{moved.string(), false, "marlet/7-fix"}));
+
+    request.existing = std::nullopt;
+    EXPECT_EQ(scene.prepare(request).path, (scene.container() / "7-fix").string());
+    EXPECT_EQ(contentOf(moved / "README.md"), "The first words of team/app.\n");
+}
+
 TEST(WorktreesGitTest, aRememberedWorktreeWithADetachedHeadHasNoBranch) {
     Scene scene;
     WorktreeRequest request = scene.request("7-fix");
