@@ -62,7 +62,7 @@ void CheckoutService::inspect(const std::string& path, const RepositoryCoordinat
     std::string folder = resolvedPath(path);
     Git here{*runner, git, folder};
     std::string top = topFolder(here);
-    // The folder above it would do no less for git, but is another one.
+    // To git, a folder anywhere inside a checkout is as good as its top.
     if (top.empty() || resolvedPath(top) != folder) {
         throw CheckoutError::notACheckout(folder);
     }

@@ -45,9 +45,9 @@ CheckoutResult existingWorktree(const Git& git, const std::string& common) {
 }
 
 // No value for anything else, and where git can't tell.
-std::optional<CheckoutResult> worktreeAt(const Git& git, const std::string& common) {
+std::optional<CheckoutResult> worktreeAt(const std::string& path, const Git& checkout, const std::string& common) {
     try {
-        return existingWorktree(git, common);
+        return existingWorktree({checkout.runner, checkout.executable, resolvedPath(path)}, common);
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -93,8 +93,8 @@ CheckoutResult CheckoutService::prepareWorktree(const WorktreeRequest& request) 
     Git checkout{*runner, git, resolvedPath(path)};
     std::string common = commonDirectory(checkout);
     if (request.existing) {
-        Git remembered{*runner, git, resolvedPath(expandingTilde(*request.existing, homeDirectory))};
-        if (std::optional<CheckoutResult> found = worktreeAt(remembered, common)) {
+        std::string remembered = expandingTilde(*request.existing, homeDirectory);
+        if (std::optional<CheckoutResult> found = worktreeAt(remembered, checkout, common)) {
             return *found;
         }
     }
@@ -104,7 +104,7 @@ CheckoutResult CheckoutService::prepareWorktree(const WorktreeRequest& request) 
     std::string target = appendingCheckedSegments(Worktree::container(checkout.folder), {request.name});
     FolderTurn turn(common);
     if (std::filesystem::exists(target)) {
-        std::optional<CheckoutResult> found = worktreeAt({*runner, git, target}, common);
+        std::optional<CheckoutResult> found = worktreeAt(target, checkout, common);
         return found ? *found : throw CheckoutError::folderNotEmpty(target);
     }
     std::string branch = std::string(Worktree::branchPrefix) + request.name;

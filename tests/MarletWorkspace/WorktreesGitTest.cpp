@@ -115,11 +115,15 @@ TEST(WorktreesGitTest, offlineAPullRequestIsAFailure) {
 
 TEST(WorktreesGitTest, aDefaultBranchOfAnyNameIsFollowed) {
     Scene scene;
-    std::string commit = scene.server.commit("team/app", "refs/heads/trunk", {{"trunk.txt", "trunk"}});
-    scene.git(scene.server.bare("team/app"), {"symbolic-ref", "HEAD", "refs/heads/trunk"});
+    std::string branch = "refs/heads/h\xC3\xB6lzern/\xE6\x97\xA5\xE6\x9C\xAC";
+    std::string commit = scene.server.commit("team/app", branch, {{"gr\xC3\xBC\xC3\x9F.txt", "text"}});
+    scene.git(scene.server.bare("team/app"), {"symbolic-ref", "HEAD", branch});
     std::string other = scene.clone(GitFixture::https("team/app"), "other").path;
 
-    EXPECT_EQ(scene.head(scene.prepare(scene.request("7-fix", other)).path), commit);
+    std::filesystem::path path = scene.prepare(scene.request("7-fix", other)).path;
+
+    EXPECT_EQ(scene.head(path), commit);
+    EXPECT_EQ(contentOf(path / "gr\xC3\xBC\xC3\x9F.txt"), "text");
 }
 
 TEST(WorktreesGitTest, aBranchOfBeforeIsGoneOnWith) {

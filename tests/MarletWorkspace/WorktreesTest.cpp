@@ -199,6 +199,9 @@ TEST(WorktreesTest, aRememberedPathThatCanNotBeLookedAtIsDropped) {
     });
 
     EXPECT_EQ(scene.prepare(request).path, scene.target);
+
+    request.existing = std::string("/else\0where", 11);
+    EXPECT_EQ(scene.prepare(request).path, scene.target) << "no path at all";
 }
 
 TEST(WorktreesTest, whatGitNamesByAnotherWayIsTheSame) {
