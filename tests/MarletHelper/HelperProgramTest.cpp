@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <fstream>
 #include <future>
 #include <set>
 
@@ -143,6 +145,16 @@ TEST_F(HelperProgramTest, theFolderItWasStartedInMayGo) {
     ASSERT_TRUE(listens(socket));
     std::filesystem::remove(folder.path() / "start");
     EXPECT_EQ(whatClaudePrints("pwd"), "/");
+}
+
+TEST_F(HelperProgramTest, aReaderThatGoesDoesNotEndIt) {
+    auto helper = start();
+    std::ifstream status("/proc/" + std::to_string(helper->pid()) + "/status");
+    std::string text(std::istreambuf_iterator<char>(status), {});
+    size_t ignored = text.find("SigIgn:");
+    ASSERT_NE(ignored, std::string::npos);
+    unsigned long mask = std::stoul(text.substr(ignored + 7), nullptr, 16);
+    EXPECT_TRUE((mask >> (SIGPIPE - 1) & 1) == 1);
 }
 
 TEST_F(HelperProgramTest, withoutASocketOptionItListensWhereTheSessionLooks) {

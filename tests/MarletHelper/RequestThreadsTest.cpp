@@ -197,14 +197,18 @@ TEST_F(RequestThreadsTest, whatIsWrongIsToldShortly) {
     serve(echo, 1);
     std::string value;
     while (value.size() < 1'000'000) {
-        value += "ä\\\"";
+        value += "äß";
     }
-    std::string answer =
-        ask(R"({"locateTools":{"_0":{"git":")" + value + R"(","gitPath":"","claudePath":""}}})").value();
-    EXPECT_TRUE(answer.starts_with(
-        R"({"transportError":{"message":"The data can't be read: \"locateTools._0.git\" has the unknown value \"ä)"));
-    EXPECT_LT(answer.size(), 5'000U);
-    EXPECT_NO_THROW(parseJSON(answer));
+    // It is cut within a letter as well as between two.
+    for (const std::string start : {"", "x"}) {
+        std::string line = R"({"locateTools":{"_0":{"git":")" + start + value + R"(","gitPath":"","claudePath":""}}})";
+        std::string answer = ask(line).value();
+        EXPECT_TRUE(answer.starts_with(
+            R"({"transportError":{"message":"The data can't be read: \"locateTools._0.git\" has the unknown value \")" +
+            start + "ä"));
+        EXPECT_LT(answer.size(), 5'000U);
+        EXPECT_NO_THROW(parseJSON(answer));
+    }
 }
 
 TEST_F(RequestThreadsTest, aLineThatIsTooLongIsToldSo) {

@@ -10,6 +10,7 @@
 #include "LineScenario.h"
 #include "MarletIPC/LineClient.h"
 #include "TestSupport/TemporaryFolder.h"
+#include "TestSupport/TestLoop.h"
 
 namespace marlet {
 namespace {
@@ -63,6 +64,24 @@ TEST_F(InheritedListenerTest, outlivesItsServerWithItsFileAndThoseWhoWait) {
     server.emplace(take().value());
 
     EXPECT_EQ(waiting.readLine(), "second");
+}
+
+TEST_F(InheritedListenerTest, keepsThoseWhoCameWhileItsServerStoppedForTheNextOne) {
+    TestLoop loop;
+    LineService service{[](std::string line) -> Async<LineReply> { co_return LineReply{line}; }, "too long",
+                        "stopping"};
+    LineServer server(loop.executor(), service);
+    announce(ownProcess(), "1");
+    loop.runToEnd(server.listen(take().value()));
+    RawPeer waiting(path);
+    waiting.send("hello\n");
+
+    loop.runToEnd(server.stop());
+    loop.runToEnd(server.drain(std::chrono::seconds(20)));
+
+    announce(ownProcess(), "1");
+    RunningServer next(take().value());
+    EXPECT_EQ(waiting.readLine(), "hello");
 }
 
 TEST_F(InheritedListenerTest, isNothingThatAChildInherits) {
