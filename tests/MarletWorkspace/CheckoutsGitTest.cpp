@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "RealGitScene.h"
@@ -231,16 +232,21 @@ TEST(CheckoutsGitTest, aCloneThatWasKilledIsACheckoutWithoutCommits) {
     EXPECT_EQ(scene.failure(scene.request("7-fix")), "");
 }
 
-TEST(CheckoutsGitTest, ofTwoRequestsForAFolderOneClones) {
+TEST(CheckoutsGitTest, ofSeveralRequestsForAFolderOneClones) {
     Scene scene;
-    std::vector<CheckoutResult> results(4);
+    std::vector<std::string> failures(4);
+    std::vector<CheckoutResult> results(failures.size());
     {
         std::vector<std::jthread> threads;
-        for (CheckoutResult& result : results) {
-            threads.emplace_back([&] { result = scene.clone(GitFixture::https("team/app"), "app"); });
+        for (size_t number = 0; number < failures.size(); ++number) {
+            threads.emplace_back([&, number] {
+                failures[number] =
+                    failureOf([&] { results[number] = scene.clone(GitFixture::https("team/app"), "app"); });
+            });
         }
     }
 
+    EXPECT_EQ(failures, Strings(4));
     EXPECT_EQ(std::count_if(results.begin(), results.end(), [](const auto& result) { return result.cloned; }), 1);
     for (const CheckoutResult& result : results) {
         EXPECT_EQ(result.path, (scene.root() / "app").string());

@@ -320,10 +320,11 @@ TEST(CheckoutsTest, aSecondRequestForAFolderWaitsForTheCloneOfTheFirst) {
     Scene scene;
     std::vector<std::string> linesDuringClone;
     CheckoutResult second;
+    std::string failureOfSecond;
     std::jthread other;
     scene.runner->answer("clone", [&](const Command&) {
         std::filesystem::create_directories(scene.target + "/.git");
-        other = std::jthread([&] { second = scene.prepare(); });
+        other = std::jthread([&] { failureOfSecond = failureOf([&] { second = scene.prepare(); }); });
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (FolderTurn::requestsFor(scene.target) < 2 && scene.runner->commands().size() == 1 &&
                std::chrono::steady_clock::now() < deadline) {
@@ -338,6 +339,7 @@ TEST(CheckoutsTest, aSecondRequestForAFolderWaitsForTheCloneOfTheFirst) {
 
     EXPECT_TRUE(first.cloned);
     EXPECT_EQ(linesDuringClone.size(), 1U) << "the second one looked at half a clone";
+    EXPECT_EQ(failureOfSecond, "");
     EXPECT_EQ(second, (CheckoutResult{scene.target, false, std::nullopt}));
     EXPECT_EQ(FolderTurn::requestsFor(scene.target), 0U);
 }

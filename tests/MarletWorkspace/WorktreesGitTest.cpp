@@ -333,7 +333,7 @@ TEST(WorktreesGitTest, tasksPreparedAtOnceBeginAtTheirOwnPullRequests) {
     Scene scene;
     constexpr int count = 6;
     std::vector<std::string> commits;
-    std::vector<std::string> paths(count);
+    std::vector<std::string> failures(count);
     for (int number = 0; number < count; ++number) {
         std::string ref = "refs/pull/" + std::to_string(number) + "/head";
         commits.push_back(scene.server.commit("team/app", ref, {{"number", std::to_string(number)}}));
@@ -344,29 +344,33 @@ TEST(WorktreesGitTest, tasksPreparedAtOnceBeginAtTheirOwnPullRequests) {
             threads.emplace_back([&, number] {
                 WorktreeRequest request = scene.request("pr-" + std::to_string(number));
                 request.pullRequestRef = "refs/pull/" + std::to_string(number) + "/head";
-                paths[number] = scene.prepare(request).path;
+                failures[number] = scene.failure(request);
             });
         }
     }
 
+    EXPECT_EQ(failures, std::vector<std::string>(count));
     for (int number = 0; number < count; ++number) {
-        EXPECT_EQ(scene.head(paths[number]), commits[number]);
+        EXPECT_EQ(scene.head(scene.container() / ("pr-" + std::to_string(number))), commits[number]);
     }
 }
 
 TEST(WorktreesGitTest, aTaskPreparedTwiceAtOnceHasOneWorktree) {
     Scene scene;
-    std::vector<CheckoutResult> results(4);
+    std::vector<std::string> failures(4);
+    std::vector<CheckoutResult> results(failures.size());
     {
         std::vector<std::jthread> threads;
-        for (CheckoutResult& result : results) {
-            threads.emplace_back([&] { result = scene.prepare(scene.request("7-fix")); });
+        for (size_t number = 0; number < failures.size(); ++number) {
+            threads.emplace_back([&, number] {
+                failures[number] = failureOf([&] { results[number] = scene.prepare(scene.request("7-fix")); });
+            });
         }
     }
 
-    for (const CheckoutResult& result : results) {
-        EXPECT_EQ(result, (CheckoutResult{(scene.container() / "7-fix").string(), false, "marlet/7-fix"}));
-    }
+    EXPECT_EQ(failures, std::vector<std::string>(4));
+    CheckoutResult worktree{(scene.container() / "7-fix").string(), false, "marlet/7-fix"};
+    EXPECT_EQ(results, std::vector<CheckoutResult>(4, worktree));
     std::string list = scene.git(scene.app, {"worktree", "list", "--porcelain"});
     EXPECT_EQ(list.find("marlet/7-fix"), list.rfind("marlet/7-fix")) << list;
 }
