@@ -7,8 +7,10 @@
 #include <future>
 #include <set>
 
+#include "EnvironmentScope.h"
 #include "HelperScenario.h"
 #include "MarletHelper/HelperOptions.h"
+#include "MarletHelper/HelperSurroundings.h"
 #include "MarletIPC/LineProtocol.h"
 #include "MarletWorkspace/ResolvedPath.h"
 
@@ -44,6 +46,13 @@ TEST_F(HelperProgramTest, theReportOfAMachineWithoutToolsHasNothingButErrors) {
     wanted.gitError = "/nowhere/git isn't an executable file.";
     wanted.claudeError = "/nowhere/claude isn't an executable file.";
     EXPECT_EQ(reply, HelperReply{HelperReply::Tools{wanted}});
+}
+
+TEST_F(HelperProgramTest, itFindsWhatThisMachineHas) {
+    auto helper = start();
+    EnvironmentScope own("HOME", home.string());
+    ToolReport wanted = liveCheckoutService().locateTools({});
+    EXPECT_EQ(ask(HelperRequest{HelperRequest::LocateTools{}}), HelperReply{HelperReply::Tools{wanted}});
 }
 
 TEST_F(HelperProgramTest, installingTheCommandLineToolsFailsWhereNothingCanBeStarted) {
