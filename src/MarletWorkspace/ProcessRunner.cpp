@@ -1,7 +1,6 @@
 #include "MarletWorkspace/ProcessRunner.h"
 
 #include <fcntl.h>
-#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,14 +40,6 @@ struct Descriptor {
     const int number;
 };
 
-int newEvent() {
-    int event = ::eventfd(0, EFD_CLOEXEC);
-    if (event < 0) {
-        fail("Couldn't prepare for a command");
-    }
-    return event;
-}
-
 // The calls that are under way, for stopAllCommands.
 class RunningCalls {
 public:
@@ -58,28 +49,28 @@ public:
         return calls;
     }
 
-    void begin(int stopEvent) {
+    void begin(CommandNews& news) {
         std::scoped_lock lock(mutex);
         if (isStopping) {
             errno = ECANCELED;
             fail("Commands are being stopped");
         }
-        stopEvents.insert(stopEvent);
+        underWay.insert(&news);
     }
 
-    void end(int stopEvent) {
+    void end(CommandNews& news) {
         std::scoped_lock lock(mutex);
-        stopEvents.erase(stopEvent);
+        underWay.erase(&news);
         hasEnded.notify_all();
     }
 
     void stop() {
         std::unique_lock lock(mutex);
         isStopping = true;
-        for (int stopEvent : stopEvents) {
-            ::eventfd_write(stopEvent, 1);
+        for (CommandNews* news : underWay) {
+            news->askToStop();
         }
-        hasEnded.wait(lock, [this] { return stopEvents.empty(); });
+        hasEnded.wait(lock, [this] { return underWay.empty(); });
     }
 
 private:
@@ -88,22 +79,18 @@ private:
     std::mutex mutex;
     std::condition_variable hasEnded;
     bool isStopping = false;
-    std::set<int> stopEvents;
+    std::set<CommandNews*> underWay;
 };
 
-// A call's entry among those under way, from before its command begins. The event becomes readable, and stays so, when
-// the command has to stop: one that begins only then finds it readable at once.
+// A call's entry among those under way, from before its command begins.
 class RunningCall {
 public:
-    RunningCall() : event(newEvent()) { RunningCalls::shared().begin(event.number); }
+    RunningCall() { RunningCalls::shared().begin(news); }
     RunningCall(const RunningCall&) = delete;
     RunningCall& operator=(const RunningCall&) = delete;
-    ~RunningCall() { RunningCalls::shared().end(event.number); }
+    ~RunningCall() { RunningCalls::shared().end(news); }
 
-    int stopEvent() const { return event.number; }
-
-private:
-    Descriptor event;
+    CommandNews news;
 };
 
 // For its user alone.
@@ -172,7 +159,7 @@ std::vector<std::string> environmentFor(const Command& command, const std::vecto
     std::map<std::string, std::string> variables = inheritedEnvironment();
     std::string& path = variables.emplace("PATH", standardPath).first->second;
     for (const std::string& folder : extraPath) {
-        path += ":" + folder;
+        path.append(":").append(folder);
     }
     for (const auto& [name, value] : command.environment) {
         variables[name] = value;
@@ -180,13 +167,13 @@ std::vector<std::string> environmentFor(const Command& command, const std::vecto
     std::vector<std::string> result;
     result.reserve(variables.size());
     for (const auto& [name, value] : variables) {
-        result.push_back(name + "=" + value);
+        result.emplace_back(name).append("=").append(value);
     }
     return result;
 }
 
 // Any number is a time to wait: none for one that isn't positive, and years are for ever.
-RunningCommand::Time timeAfter(double seconds) {
+CommandNews::Time timeAfter(double seconds) {
     constexpr double longest = 1e9;
     std::chrono::duration<double> wait(seconds > 0 ? std::min(seconds, longest) : 0);
     return std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(wait);
@@ -210,8 +197,8 @@ CommandResult ProcessRunner::run(const Command& command) const {
     OutputFolder folder;
     Descriptor output(newFile(folder.output()));
     Descriptor errors(newFile(folder.errors()));
-    RunningCommand running(command, std::move(environment), {output.number, errors.number});
-    bool timedOut = !running.endsBefore(timeAfter(command.timeout), call.stopEvent());
+    RunningCommand running(command, std::move(environment), {output.number, errors.number}, call.news);
+    bool timedOut = !call.news.awaitEnd(timeAfter(command.timeout));
     if (timedOut) {
         running.stop(patienceAfterTermination);
     }

@@ -1,9 +1,7 @@
 #include "MarletWorkspace/RunningCommandInternal.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -115,7 +113,7 @@ bool hasNUL(const std::string& text) {
 
 std::string failureText(const Command& command) {
     // As far as the system reads it.
-    return std::string("Couldn't start ") + command.executable.c_str();
+    return "Couldn't start " + command.executable.substr(0, command.executable.find('\0'));
 }
 
 // The system tells one reason for two things that may be missing.
@@ -151,22 +149,50 @@ pid_t launch(const Command& command, std::vector<std::string>& environment, Comm
     return process;
 }
 
-// Zero when the time has come.
-timespec timeUntil(RunningCommand::Time time) {
-    auto left = std::max(time - std::chrono::steady_clock::now(), std::chrono::steady_clock::duration::zero());
-    auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-    return {seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
+// Leaves the process as it is: its number stays its own.
+void awaitEnd(pid_t process) {
+    siginfo_t information{};
+    while (::waitid(P_PID, static_cast<id_t>(process), &information, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace
 
-RunningCommand::RunningCommand(const Command& command, std::vector<std::string> environment, CommandOutputs outputs)
-    : process(launch(command, environment, outputs)), end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))) {
-    if (end < 0) {
-        int error = errno;
+void CommandNews::tellEnd() {
+    std::scoped_lock lock(mutex);
+    hasEnded = true;
+    changed.notify_all();
+}
+
+void CommandNews::askToStop() {
+    std::scoped_lock lock(mutex);
+    hasToStop = true;
+    changed.notify_all();
+}
+
+bool CommandNews::awaitEnd(Time time) {
+    std::unique_lock lock(mutex);
+    changed.wait_until(lock, time, [this] { return hasEnded || hasToStop; });
+    return hasEnded;
+}
+
+bool CommandNews::awaitEndOfStopping(Time time) {
+    std::unique_lock lock(mutex);
+    return changed.wait_until(lock, time, [this] { return hasEnded; });
+}
+
+RunningCommand::RunningCommand(const Command& command, std::vector<std::string> environment, CommandOutputs outputs,
+                               CommandNews& listener)
+    : process(launch(command, environment, outputs)), news(listener) {
+    try {
+        watcher = std::thread([this, watched = process] {
+            awaitEnd(watched);
+            news.tellEnd();
+        });
+    } catch (...) {
         killGroup();
         reap();
-        throw std::system_error(error, std::generic_category(), "Couldn't watch " + command.executable);
+        throw;
     }
 }
 
@@ -175,29 +201,14 @@ RunningCommand::~RunningCommand() {
         killGroup();
         reap();
     }
-    ::close(end);
 }
 
-bool RunningCommand::endsBefore(Time time, int interrupt) const {
-    std::array<pollfd, 2> events{pollfd{end, POLLIN, 0}, pollfd{interrupt, POLLIN, 0}};
-    for (;;) {
-        timespec left = timeUntil(time);
-        if (::ppoll(events.data(), events.size(), &left, nullptr) >= 0) {
-            return events[0].revents != 0;
-        }
-        if (errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "Couldn't wait for a command");
-        }
-    }
-}
-
-void RunningCommand::stop(std::chrono::seconds patience) const {
-    constexpr int uninterrupted = -1;
+void RunningCommand::stop(std::chrono::seconds patience) {
     // It may have left its group.
     if (::kill(-process, SIGTERM) != 0) {
         ::kill(process, SIGTERM);
     }
-    endsBefore(std::chrono::steady_clock::now() + patience, uninterrupted);
+    news.awaitEndOfStopping(std::chrono::steady_clock::now() + patience);
     killGroup();
 }
 
@@ -215,6 +226,9 @@ int32_t RunningCommand::takeStatus() {
 }
 
 std::optional<int> RunningCommand::reap() {
+    if (watcher.joinable()) {
+        watcher.join();
+    }
     int status = 0;
     pid_t reaped = -1;
     do {

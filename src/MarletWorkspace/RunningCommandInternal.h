@@ -4,9 +4,12 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "MarletWorkspace/CommandRunner.h"
@@ -19,26 +22,44 @@ struct CommandOutputs {
     int errors;
 };
 
+// What the thread that waits for a command is told. Safe to use from any thread.
+class CommandNews {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    void tellEnd();
+    // The command has to stop, as if its time were over. One that begins only afterwards has to as well.
+    void askToStop();
+
+    // True once the command has ended, false when the time has come before, or it has to stop.
+    bool awaitEnd(Time time);
+    // The same, but goes on waiting where it has to stop.
+    bool awaitEndOfStopping(Time time);
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool hasEnded = false;
+    bool hasToStop = false;
+};
+
 // A command from its start to its end, the leader of a process group of its own.
 //
 // Its holder alone signals it, and alone reaps it, after the last signal: until then the system gives its number to no
 // other process and no other group, even when all of the group has ended. So no signal meets a stranger.
 class RunningCommand {
 public:
-    using Time = std::chrono::steady_clock::time_point;
-
-    // `environment`: all of it, "NAME=value". Throws std::system_error when the command can't be started.
-    RunningCommand(const Command& command, std::vector<std::string> environment, CommandOutputs outputs);
+    // `environment`: all of it, "NAME=value". `news`, which must outlive it, is told its end.
+    // Throws std::system_error when the command can't be started.
+    RunningCommand(const Command& command, std::vector<std::string> environment, CommandOutputs outputs,
+                   CommandNews& news);
     RunningCommand(const RunningCommand&) = delete;
     RunningCommand& operator=(const RunningCommand&) = delete;
     // Kills it, unless its status has been taken.
     ~RunningCommand();
 
-    // True once it has ended, false when the time has come before, or `interrupt` has become readable.
-    bool endsBefore(Time time, int interrupt) const;
-
     // Asks it and its group to end, and kills all that is left after `patience`.
-    void stop(std::chrono::seconds patience) const;
+    void stop(std::chrono::seconds patience);
 
     // The exit status, or the number of the signal that ended it. Waits for its end. Throws std::system_error when the
     // system doesn't keep it, as for a process that ignores SIGCHLD.
@@ -50,7 +71,8 @@ private:
     std::optional<int> reap();
 
     pid_t process;
-    int end;  // a descriptor that is readable once the process has ended
+    CommandNews& news;
+    std::thread watcher;
 };
 
 }  // namespace marlet
