@@ -205,30 +205,15 @@ bool hasBrief(const std::string& path) {
 
 // What appears at `target` meanwhile is never replaced.
 void moveToNewName(const std::string& source, const std::string& target) {
-    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+    if (::link(source.c_str(), target.c_str()) == 0) {
+        ::unlink(source.c_str());
         return;
     }
     if (errno == EEXIST) {
         throw WorkFolderError::foreignBrief(target);
     }
-    // Some file systems, such as those of a network, know no other way.
+    // Some file systems have no second name for a file.
     fs::rename(source, target);
-}
-
-// Passes through a file in `folder`, which must be on the brief's own file system.
-void placeBrief(const std::string& folder, const std::string& brief, const std::string& markdown, bool replaces) {
-    std::string made = folder + "/" + newBriefName;
-    writeNewPrivateFile(made, markdown);
-    try {
-        if (replaces) {
-            fs::rename(made, brief);
-        } else {
-            moveToNewName(made, brief);
-        }
-    } catch (...) {
-        ::unlink(made.c_str());
-        throw;
-    }
 }
 
 }  // namespace
