@@ -4,6 +4,7 @@
 #include <array>
 #include <boost/describe.hpp>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -166,3 +167,13 @@ constexpr std::array<KeyName, 1> keyNames(const HelperReply::Failure*) {
 }
 
 }  // namespace marlet
+
+template <>
+struct std::hash<marlet::HelperRequest> {
+    size_t operator()(const marlet::HelperRequest& request) const { return hash_value(request); }
+};
+
+template <>
+struct std::hash<marlet::HelperReply> {
+    size_t operator()(const marlet::HelperReply& reply) const { return hash_value(reply); }
+};

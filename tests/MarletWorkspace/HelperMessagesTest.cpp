@@ -173,15 +173,19 @@ TEST(HelperMessagesTest, aPathThatIsNotTextStillMakesALineThatCanBeRead) {
 }
 
 TEST(HelperMessagesTest, messagesThatDifferHaveHashesThatDiffer) {
-    std::unordered_set<HelperRequest, boost::hash<HelperRequest>> requests;
+    std::set<size_t> hashes;
+    std::unordered_set<HelperRequest> requests;
     for (const auto& shape : requestShapes()) {
         EXPECT_EQ(boost::hash<HelperRequest>()(shape.message), hash_value(HelperRequest::parse(shape.line)));
-        EXPECT_TRUE(requests.insert(shape.message).second);
-    }
-    std::set<size_t> hashes;
-    for (const auto& shape : replyShapes()) {
-        EXPECT_EQ(boost::hash<HelperReply>()(shape.message), hash_value(HelperReply::parse(shape.line)));
         EXPECT_TRUE(hashes.insert(hash_value(shape.message)).second);
+        EXPECT_TRUE(requests.insert(shape.message).second);
+        EXPECT_FALSE(requests.insert(HelperRequest::parse(shape.line)).second);
+    }
+    std::unordered_set<HelperReply> replies;
+    for (const auto& shape : replyShapes()) {
+        EXPECT_TRUE(hashes.insert(hash_value(shape.message)).second);
+        EXPECT_TRUE(replies.insert(shape.message).second);
+        EXPECT_FALSE(replies.insert(HelperReply::parse(shape.line)).second);
     }
 }
 
