@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <array>
-#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <system_error>
@@ -19,7 +19,6 @@ namespace marlet {
 namespace {
 
 constexpr const char* programName = "MarletHelper";
-constexpr auto withoutThrowing = boost::asio::as_tuple(boost::asio::use_awaitable);
 
 [[noreturn]] void throwSystemError(int error, const char* what) {
     throw std::system_error(error, std::generic_category(), what);
@@ -78,13 +77,17 @@ HelperChild::HelperChild(const Executor& executor, const std::filesystem::path& 
     Pipe err;
     process = startDetached({program.string(), "--socket", socket.string(), "--until-input-ends"}, in.readEnd.get(),
                             err.writeEnd.get());
+    Descriptor opened(processHandle(process));
+    if (opened.get() < 0) {
+        int error = errno;
+        ::kill(process, SIGKILL);
+        ::waitpid(process, nullptr, 0);
+        throwSystemError(error, programName);
+    }
+    handle.assign(opened.release());
     input = in.writeEnd.release();
     complaints = err.readEnd.release();
     ::fcntl(complaints, F_SETFL, O_NONBLOCK);
-    Descriptor opened(processHandle(process));
-    if (opened.get() >= 0) {
-        handle.assign(opened.release());
-    }
 }
 
 HelperChild::~HelperChild() {
@@ -111,17 +114,19 @@ void HelperChild::endInput() {
 }
 
 Async<void> HelperChild::ended(std::chrono::seconds patience) {
+    using boost::asio::experimental::awaitable_operators::operator||;
+    using Handle = boost::asio::posix::stream_descriptor;
     boost::asio::steady_timer limit(handle.get_executor(), patience);
-    limit.async_wait([this](const boost::system::error_code& error) {
-        if (!error) {
-            ::kill(process, SIGKILL);
-        }
-    });
-    if (!hasEnded() && handle.is_open()) {
-        co_await handle.async_wait(boost::asio::posix::stream_descriptor::wait_read, withoutThrowing);
+    Async<void> ending = handle.async_wait(Handle::wait_read, boost::asio::use_awaitable);
+    Async<void> waiting = limit.async_wait(boost::asio::use_awaitable);
+    if (!hasEnded()) {
+        co_await (std::move(ending) || std::move(waiting));
     }
-    limit.cancel();
-    hasEnded();
+    if (!hasEnded()) {
+        ::kill(process, SIGKILL);
+        co_await handle.async_wait(Handle::wait_read, boost::asio::use_awaitable);
+        hasEnded();
+    }
 }
 
 }  // namespace marlet
