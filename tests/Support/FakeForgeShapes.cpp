@@ -78,17 +78,19 @@ object FakeForgeShapes::organization(const std::string& login) const {
 
 object FakeForgeShapes::repository(const FakeRepository& repository) const {
     std::string host = web.substr(web.find("//") + 2);
+    std::string page = web + "/" + repository.fullName;
+    std::string ssh = "git@" + host.substr(0, host.find(':')) + ":" + repository.fullName + ".git";
     object result{{"id", repository.id},
                   {"name", repository.name()},
                   {"full_name", repository.fullName},
                   {"owner", user(repository.owner())},
                   {"private", false},
-                  {"html_url", web + "/" + repository.fullName},
+                  {"html_url", repository.pageURL.value_or(page)},
                   {"fork", false},
                   {"url", api + "/repos/" + repository.fullName},
                   {"updated_at", date(repository.updatedAt)},
-                  {"clone_url", web + "/" + repository.fullName + ".git"},
-                  {"ssh_url", "git@" + host.substr(0, host.find(':')) + ":" + repository.fullName + ".git"},
+                  {"clone_url", repository.cloneURL.value_or(page + ".git")},
+                  {"ssh_url", repository.sshURL.value_or(ssh)},
                   {"has_issues", repository.hasIssues},
                   {"archived", repository.isArchived},
                   {"open_issues_count", repository.issues.size()},

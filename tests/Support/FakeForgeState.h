@@ -51,6 +51,10 @@ struct FakeRepository {
     bool hasIssues = true;
     bool isArchived = false;
     bool isListedAsOwn = true;  // otherwise only its organisation lists it
+    // Where its pages and its git are, unless they are on this server.
+    std::optional<std::string> pageURL = {};
+    std::optional<std::string> cloneURL = {};
+    std::optional<std::string> sshURL = {};
     Date updatedAt = {};
     std::vector<FakeLabel> labels = {};
     std::map<int64_t, FakeIssue> issues = {};
