@@ -11,9 +11,11 @@
 #include "MarletClient/CommandLine.h"
 #include "MarletClient/Daemon.h"
 #include "MarletClient/Dispatch.h"
+#include "MarletClient/LinkOpener.h"
 #include "MarletClient/Options.h"
 #include "MarletClient/Presentation.h"
 #include "MarletClient/TokenInput.h"
+#include "MarletClient/WorkOptions.h"
 
 namespace marlet {
 namespace {
@@ -96,7 +98,11 @@ int follow(CommandLine line) {
         return runServe(line, folder);
     }
     supplyToken(line, [&] { return carryOut(line, folder); });
-    return show(line, carryOut(line, folder));
+    CommandReply reply = carryOut(line, folder);
+    if (line.request.command == "work") {
+        handOver(reply, !decoded<WorkOptions>(line.request.options).noOpen);
+    }
+    return show(line, reply);
 }
 
 }  // namespace

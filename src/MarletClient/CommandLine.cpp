@@ -9,6 +9,7 @@
 #include "MarletClient/Completion.h"
 #include "MarletClient/DataFolder.h"
 #include "MarletClient/Version.h"
+#include "MarletClient/WorkCommandLine.h"
 
 namespace marlet {
 namespace {
@@ -252,6 +253,7 @@ std::unique_ptr<CLI::App> commandTree(CommandLine& line) {
     addTaskCommands(*root, line.request);
     addTimerCommands(*root, line.request);
     addSyncCommands(*root, line.request);
+    addWorkCommands(*root, line.request);
     addCompletionCommand(*root, line.request);
     return root;
 }

@@ -55,7 +55,9 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-std::filesystem::path home() {
+}  // namespace
+
+std::filesystem::path homeFolder() {
     if (const char* variable = std::getenv("HOME"); variable && *variable != '\0') {
         return variable;
     }
@@ -63,15 +65,13 @@ std::filesystem::path home() {
     return user ? user->pw_dir : "/";
 }
 
-}  // namespace
-
 std::filesystem::path DataFolder::defaultPath() {
     const char* variable = std::getenv("XDG_DATA_HOME");
     // A relative one is to be ignored, by the rules of that variable.
     if (variable && *variable == '/') {
         return std::filesystem::path(variable) / "marlet";
     }
-    return home() / ".local/share/marlet";
+    return homeFolder() / ".local/share/marlet";
 }
 
 DataFolder DataFolder::open(const std::filesystem::path& path) {

@@ -14,6 +14,9 @@ public:
     using LocalizedError::LocalizedError;
 };
 
+// The user's home: $HOME, or else what the system knows.
+std::filesystem::path homeFolder();
+
 // The folder that holds all that one Marlet keeps.
 class DataFolder {
 public:

@@ -7,8 +7,10 @@
 #include <chrono>
 #include <thread>
 
+#include "MarletBase/Coding.h"
 #include "MarletClient/Commands.h"
 #include "MarletClient/Engine.h"
+#include "MarletClient/Options.h"
 #include "MarletIPC/LineClient.h"
 
 namespace marlet {
@@ -48,9 +50,8 @@ Async<CommandReply> runAndDrain(Engine& engine, CommandRequest request) {
     co_return reply;
 }
 
-const CommandRequest& newsRequest() {
-    static const CommandRequest request{"progress", boost::json::object()};
-    return request;
+CommandRequest newsRequest(const CommandRequest& awaited) {
+    return {"progress", encode(ProgressOptions{awaited.command}, DateCoding::seconds)};
 }
 
 std::string newsIn(const CommandReply& reply) {
@@ -60,9 +61,10 @@ std::string newsIn(const CommandReply& reply) {
 }
 
 // Asks the engine beside the command that it carries out.
-void askForNews(boost::asio::io_context& loop, Engine& engine, Progress& progress, int& questions) {
+void askForNews(boost::asio::io_context& loop, Engine& engine, const CommandRequest& request, Progress& progress,
+                int& questions) {
     ++questions;
-    boost::asio::co_spawn(loop, runCommand(engine, newsRequest()),
+    boost::asio::co_spawn(loop, runCommand(engine, newsRequest(request)),
                           [&](const std::exception_ptr&, const CommandReply& answer) {
                               progress.setNews(newsIn(answer));
                               --questions;
@@ -83,7 +85,7 @@ CommandReply runHere(const DataFolder& folder, const CommandRequest& request, Pr
         loop.run_one_for(std::chrono::milliseconds(100));
         progress.advance();
         if (!reply && questions == 0 && progress.wantsNews()) {
-            askForNews(loop, engine, progress, questions);
+            askForNews(loop, engine, request, progress, questions);
         }
     }
     if (failure) {
@@ -93,10 +95,10 @@ CommandReply runHere(const DataFolder& folder, const CommandRequest& request, Pr
 }
 
 // Asks over a connection of its own, since the command's waits for its answer. A daemon that can't tell says nothing.
-void askForNews(const DataFolder& folder, Progress& progress) {
+void askForNews(const DataFolder& folder, const CommandRequest& request, Progress& progress) {
     try {
         std::optional<LineClient> daemon = LineClient::connect(folder.controlSocket());
-        std::optional<std::string> answer = daemon ? daemon->ask(newsRequest().line()) : std::nullopt;
+        std::optional<std::string> answer = daemon ? daemon->ask(newsRequest(request).line()) : std::nullopt;
         progress.setNews(answer ? newsIn(CommandReply::parse(*answer)) : "");
     } catch (const std::exception&) {
         progress.setNews("");
@@ -109,7 +111,7 @@ std::optional<CommandReply> ask(LineClient& daemon, const DataFolder& folder, co
     std::optional<std::string> answer = daemon.ask(request.line(), [&] {
         progress.advance();
         if (progress.wantsNews()) {
-            askForNews(folder, progress);
+            askForNews(folder, request, progress);
         }
     });
     if (!answer) {

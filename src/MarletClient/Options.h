@@ -24,6 +24,12 @@ struct ServeOptions {
 };
 BOOST_DESCRIBE_STRUCT(ServeOptions, (), (port, relaxed))
 
+// What is waited for by whoever asks how it gets on.
+struct ProgressOptions {
+    std::string command;
+};
+BOOST_DESCRIBE_STRUCT(ProgressOptions, (), (command))
+
 struct AccountAddOptions {
     BackendKind kind = BackendKind::local;
     std::string name;

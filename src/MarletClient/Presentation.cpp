@@ -263,6 +263,15 @@ std::string timerState(const std::string& command, const JSONValue& result) {
     return withoutControlCharacters(fmt::format("The timer {}: {} ({})", state, title, tracked)) + '\n';
 }
 
+std::string workPlace(const JSONValue& result, const Terminal&) {
+    std::string output;
+    for (const char* fact : {"folder", "branch", "brief"}) {
+        std::string value = text(result, fact);
+        output += value.empty() ? "" : withoutControlCharacters(fmt::format("{:<7} {}", fact, value)) + '\n';
+    }
+    return output;
+}
+
 using Show = std::string (*)(const JSONValue& result, const Terminal& terminal);
 
 const std::map<std::string, Show>& presentations() {
@@ -321,6 +330,12 @@ const std::map<std::string, Show>& presentations() {
          }},
         {"timer stop", [](const auto& result, const auto&) { return timerState("timer stop", result); }},
         {"timer status", [](const auto& result, const auto&) { return timerState("timer status", result); }},
+        {"work", workPlace},
+        {"work result", [](const auto&, const auto&) { return std::string("The result is posted as a comment.\n"); }},
+        {"work remove",
+         [](const auto& result, const auto&) {
+             return named("Removed the worktree {}. Its branch stays.", result, "folder");
+         }},
         {"mcp show", endpoint},
         {"mcp rotate", endpoint},
     };

@@ -114,7 +114,10 @@ Async<CommandReply> sync(Engine& engine, SyncOptions options) {
 }
 
 // For the line that says how a long command gets on; no command of the user's.
-Async<CommandReply> progress(Engine& engine, NoOptions) {
+Async<CommandReply> progress(Engine& engine, ProgressOptions options) {
+    if (options.command.starts_with("work")) {
+        co_return success(JSONValue::object({{"text", engine.steps.text()}}));
+    }
     std::optional<SyncProgress> current = co_await engine.services().sync().progress();
     JSONValue text;
     if (current) {

@@ -28,7 +28,7 @@ TEST(CommandLineTest, whatCannotBeFollowedIsToldInOneSentenceWithAHint) {
         {{"task"}, "A command is missing. See marlet task --help."},
         {{"[nonsense]"}, "Unknown command \"[nonsense]\". See marlet --help."},
         {{"nonsense"}, "Unknown command \"nonsense\". See marlet --help."},
-        {{"work", "abcd"}, "Unknown command \"work\". See marlet --help."},
+        {{"rest", "abcd"}, "Unknown command \"rest\". See marlet --help."},
         {{"task", "nonsense"}, "Unknown command \"nonsense\". See marlet task --help."},
         {{"task", "list", "extra"}, "There is no use here for \"extra\". See marlet task list --help."},
         {{"task", "list", "--nonsense"}, "There is no use here for \"--nonsense\". See marlet task list --help."},
