@@ -216,6 +216,22 @@ void moveToNewName(const std::string& source, const std::string& target) {
     fs::rename(source, target);
 }
 
+// Passes through a file in `folder`, which must be on the brief's own file system.
+void placeBrief(const std::string& folder, const std::string& brief, const std::string& markdown, bool replaces) {
+    std::string made = folder + "/" + newBriefName;
+    writeNewPrivateFile(made, markdown);
+    try {
+        if (replaces) {
+            fs::rename(made, brief);
+        } else {
+            moveToNewName(made, brief);
+        }
+    } catch (...) {
+        ::unlink(made.c_str());
+        throw;
+    }
+}
+
 }  // namespace
 
 WorkFolderError::WorkFolderError(Case kind, std::string path, std::string_view advice)
