@@ -11,7 +11,7 @@
 #include "MarletClient/Options.h"
 #include "MarletClient/ProjectSelection.h"
 #include "MarletClient/TokenInput.h"
-#include "MarletCore/GitHubURL.h"
+#include "MarletWorkspace/AgentDestination.h"
 
 namespace marlet {
 namespace {
@@ -198,50 +198,26 @@ Async<CommandReply> setToken(Engine& engine, AccountTokenOptions options) {
     co_return co_await accountReply(engine, account.id, "The new token works and is kept.");
 }
 
-bool supports(AgentChoice agent, const Account& account) {
-    switch (agent) {
-        case AgentChoice::code:
-            return account.kind == BackendKind::github || account.kind == BackendKind::gitlab ||
-                   account.kind == BackendKind::forgejo;
-        case AgentChoice::copilot:
-            return account.kind == BackendKind::github &&
-                   gitHubAPIRoot(account.baseURL) == gitHubAPIRoot(*defaultBaseURL(BackendKind::github));
-        case AgentChoice::cowork:
-        case AgentChoice::none:
-            return true;
+void refuseUnfit(AgentDestination destination, const Account& account) {
+    if (!supports(destination, account.kind, account.baseURL)) {
+        throw CommandError(fmt::format("{} can't take tasks of this account. {}", title(destination),
+                                       destination == AgentDestination::copilot
+                                           ? "It takes those of public GitHub alone."
+                                           : "It takes those of repositories alone."));
     }
-    return false;
-}
-
-const char* agentName(AgentChoice agent) {
-    switch (agent) {
-        case AgentChoice::code:
-            return "Claude Code";
-        case AgentChoice::cowork:
-            return "Claude Cowork";
-        case AgentChoice::copilot:
-            return "GitHub Copilot";
-        case AgentChoice::none:
-            break;
-    }
-    return "";
 }
 
 Async<CommandReply> setAgent(Engine& engine, AccountAgentOptions options) {
     AccountSyncState state = co_await accountNamed(engine.store(), options.account);
-    if (!supports(options.agent, state.account)) {
-        throw CommandError(fmt::format("{} can't take tasks of this account. {}", agentName(options.agent),
-                                       options.agent == AgentChoice::copilot
-                                           ? "It takes those of public GitHub alone."
-                                           : "It takes those of repositories alone."));
-    }
+    auto destination = fromCode<AgentDestination>(code(options.agent));
     std::optional<std::string> raw;
-    if (options.agent != AgentChoice::none) {
-        raw = std::string(code(options.agent));
+    if (destination) {
+        refuseUnfit(*destination, state.account);
+        raw = code(*destination);
     }
     co_await engine.store().setAgentDestination(raw, state.account.id);
-    std::string remark = raw ? fmt::format("Its tasks go to {}.", agentName(options.agent))
-                             : std::string("Each of its tasks goes to the agent that suits it.");
+    std::string remark = destination ? fmt::format("Its tasks go to {}.", title(*destination))
+                                     : std::string("Each of its tasks goes to the agent that suits it.");
     co_return co_await accountReply(engine, state.account.id, std::move(remark));
 }
 

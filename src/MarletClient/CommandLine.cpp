@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "MarletBase/Text.h"
+#include "MarletClient/AgentCommandLine.h"
 #include "MarletClient/CommandTree.h"
 #include "MarletClient/Completion.h"
 #include "MarletClient/DataFolder.h"
@@ -186,10 +187,6 @@ void addSyncCommands(CLI::App& root, CommandRequest& request) {
     addPlainCommand(pending, "list", "List them", request);
     addTasksCommand<TasksOptions>(pending, "retry", "Send refused changes again", request);
     addTasksCommand<TasksOptions>(pending, "discard", "Give changes up", request);
-
-    CLI::App& mcp = group(root, "mcp", "The endpoint for agents");
-    addPlainCommand(mcp, "show", "Show the endpoint and its token", request);
-    addPlainCommand(mcp, "rotate", "Make a new token, so that the old one is worth nothing any more", request);
 }
 
 void addCompletionCommand(CLI::App& root, CommandRequest& request) {
@@ -254,6 +251,7 @@ std::unique_ptr<CLI::App> commandTree(CommandLine& line) {
     addTimerCommands(*root, line.request);
     addSyncCommands(*root, line.request);
     addWorkCommands(*root, line.request);
+    addAgentCommands(*root, line.request);
     addCompletionCommand(*root, line.request);
     return root;
 }

@@ -34,6 +34,11 @@ struct Command {
         });
     }
 
+    // Adds what only the caller's surroundings tell, once the options are read.
+    void completedBy(void (*complete)(Options& options)) {
+        app->parse_complete_callback([filled = options, complete] { complete(*filled); });
+    }
+
     CLI::Option* text(const std::string& name, std::string& place, const std::string& description,
                       const std::string& kind = "TEXT") {
         return app->add_option(name, place, description)->type_name(kind);

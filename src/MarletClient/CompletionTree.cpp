@@ -42,7 +42,7 @@ CompletionCommand::Option completionOption(const CLI::Option& option) {
     return result;
 }
 
-// An option of a command around this one is taken here as well, unless this one has another meaning for its name.
+// An option of a group around this command is taken here as well, unless this one has another meaning for its name.
 void addOption(CompletionCommand& command, CompletionCommand::Option option) {
     for (const CompletionCommand::Option& own : command.options) {
         std::erase_if(option.names, [&](const std::string& name) {
@@ -67,8 +67,10 @@ void addOptions(CompletionCommand& command, const CLI::App& app) {
         }
     }
     for (const CLI::App* around = app.get_parent(); around; around = around->get_parent()) {
+        // What is a command itself keeps its options to itself.
+        bool isGroup = around->get_require_subcommand_min() > 0;
         for (const CLI::Option* option : around->get_options()) {
-            if (!isHidden(*option) && option->nonpositional() && option != around->get_version_ptr()) {
+            if (isGroup && !isHidden(*option) && option->nonpositional() && option != around->get_version_ptr()) {
                 addOption(command, completionOption(*option));
             }
         }

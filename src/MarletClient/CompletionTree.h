@@ -32,7 +32,7 @@ struct CompletionCommand {
     };
 
     std::string path;             // "task list"; empty for the program itself
-    std::vector<Option> options;  // its own first, then those of the commands around it
+    std::vector<Option> options;  // its own first, then those of the groups around it
     std::vector<Argument> arguments;
     std::vector<Child> commands;
 };

@@ -12,6 +12,8 @@
 #include "MarletClient/Completion.h"
 #include "MarletCore/BackendKind.h"
 #include "MarletStore/TaskQuery.h"
+#include "MarletWorkspace/AgentDestination.h"
+#include "MarletWorkspace/ToolSettings.h"
 
 namespace marlet {
 
@@ -51,7 +53,7 @@ struct AccountTokenOptions {
 };
 BOOST_DESCRIBE_STRUCT(AccountTokenOptions, (), (account, token))
 
-// Where an account's tasks go when they are handed to an agent.
+// Where an account's tasks go when they are handed to an agent: an AgentDestination, by its code, or where each fits.
 enum class AgentChoice { code, cowork, copilot, none };
 BOOST_DESCRIBE_ENUM(AgentChoice, code, cowork, copilot, none)
 
@@ -170,6 +172,13 @@ struct TaskFlagOptions {
     bool off = false;
 };
 BOOST_DESCRIBE_STRUCT(TaskFlagOptions, (), (tasks, project, off))
+
+struct MCPRegisterOptions {
+    AgentApp agent = AgentApp::claude;
+    std::optional<std::string> folder;  // absolute; none for an agent that knows one configuration for all folders
+    ToolSettings tools;
+};
+BOOST_DESCRIBE_STRUCT(MCPRegisterOptions, (), (agent, folder, tools))
 
 struct CompletionOptions {
     Shell shell = Shell::bash;

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <map>
 
+#include "MarletBase/Description.h"
 #include "MarletBase/Text.h"
 #include "MarletClient/TextTable.h"
+#include "MarletWorkspace/AgentDestination.h"
 
 namespace marlet {
 namespace {
@@ -272,6 +274,13 @@ std::string workPlace(const JSONValue& result, const Terminal&) {
     return output;
 }
 
+std::string registration(const JSONValue& result, const Terminal&) {
+    auto agent = fromCode<AgentApp>(text(result, "agent"));
+    std::string folder = withoutControlCharacters(text(result, "folder"));
+    return fmt::format("{} knows the endpoint now{}{}.\n", agent ? title(*agent) : "The agent",
+                       folder.empty() ? "" : ", in ", folder);
+}
+
 using Show = std::string (*)(const JSONValue& result, const Terminal& terminal);
 
 const std::map<std::string, Show>& presentations() {
@@ -338,6 +347,7 @@ const std::map<std::string, Show>& presentations() {
          }},
         {"mcp show", endpoint},
         {"mcp rotate", endpoint},
+        {"mcp register", registration},
     };
     return table;
 }

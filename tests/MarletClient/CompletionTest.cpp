@@ -196,6 +196,26 @@ TEST_F(CompletionTest, theOptionsOfAllCommandsAreOfferedEverywhere) {
     expectOffers({"task", "list", "--hel"}, {"--help"});
 }
 
+TEST_F(CompletionTest, theOptionsOfACommandAreNotThoseOfTheCommandsBelowIt) {
+    CLI::App root("Test", "marlet");
+    root.require_subcommand(1);
+    root.add_flag("--everywhere");
+    CLI::App* work = root.add_subcommand("work", "A command with commands below it");
+    work->add_flag("--here");
+    work->add_option("AGENT")->type_name("code|copilot");
+    work->add_subcommand("result", "Below");
+    for (Shell shell : shells()) {
+        std::string script = completionScript(shell, root);
+        EXPECT_THAT(offers(shell, script, {"work", ""}), testing::UnorderedElementsAre("result", "code", "copilot"));
+        EXPECT_THAT(offers(shell, script, {"work", "--"}),
+                    testing::UnorderedElementsAre("--help", "--here", "--everywhere"));
+        EXPECT_THAT(offers(shell, script, {"work", "code", "--h"}), testing::UnorderedElementsAre("--help", "--here"));
+        EXPECT_THAT(offers(shell, script, {"work", "result", "--"}),
+                    testing::UnorderedElementsAre("--help", "--everywhere"));
+        EXPECT_EQ(offers(shell, script, {"work", "code", "res"}), Words{});
+    }
+}
+
 TEST_F(CompletionTest, whatIsTypedBeforeIsUnderstood) {
     expectOffers({"--json", "--data", "/tmp", "mcp", "sh"}, {"show"});
     expectOffers({"--data", "task", "tim"}, {"timer"});
