@@ -38,15 +38,19 @@ std::string readOnlyReason(const std::string& name, const std::filesystem::path&
                        file.string());
 }
 
+std::string damagedReason(const std::string& name, const std::filesystem::path& file) {
+    return fmt::format(
+        "The {} database {} is damaged. It was left as it is. Move it away to start with an empty one, or put "
+        "a backup in its place.",
+        name, file.string());
+}
+
 std::string reason(const SQLite::Exception& error, const std::string& name, const std::filesystem::path& file) {
     int code = error.getErrorCode();
     switch (code == SQLITE_IOERR && isDiskFull(file) ? SQLITE_FULL : code) {
         case SQLITE_NOTADB:
         case SQLITE_CORRUPT:
-            return fmt::format(
-                "The {} database {} is damaged. It was left as it is. Move it away to start with an empty one, or put "
-                "a backup in its place.",
-                name, file.string());
+            return damagedReason(name, file);
         case SQLITE_READONLY:
         case SQLITE_PERM:
         case SQLITE_CANTOPEN:
@@ -184,6 +188,17 @@ ModelContainer ModelContainer::inMemory(const DatabaseSchema& schema) {
     configure(*database);
     create(*database, schema);
     return ModelContainer(std::move(database));
+}
+
+std::optional<std::string> databaseDamage(const std::filesystem::path& folder, const std::string& name) {
+    std::filesystem::path file = folder / (name + ".sqlite");
+    try {
+        SQLite::Database database(file.string(), SQLite::OPEN_READONLY, busyTimeoutMilliseconds);
+        std::string verdict = database.execAndGet("PRAGMA quick_check(1)").getString();
+        return verdict == "ok" ? std::nullopt : std::optional(damagedReason(name, file));
+    } catch (const SQLite::Exception& error) {
+        return reason(error, name, file);
+    }
 }
 
 ModelContext::ModelContext(ModelContainer container) : connection(std::move(container.database)) {}

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -44,6 +45,10 @@ private:
 
     std::shared_ptr<SQLite::Database> database;
 };
+
+// What is wrong with the database file `folder`/`name`.sqlite, in a sentence for the user; no value when SQLite looks
+// through all of it and finds it sound. Changes nothing, and takes as long as reading the file does.
+std::optional<std::string> databaseDamage(const std::filesystem::path& folder, const std::string& name);
 
 // Statements and transactions on a container's database. Used from one thread at a time.
 class ModelContext {

@@ -11,6 +11,7 @@
 #include "MarletClient/CommandLine.h"
 #include "MarletClient/Daemon.h"
 #include "MarletClient/Dispatch.h"
+#include "MarletClient/Doctor.h"
 #include "MarletClient/LinkOpener.h"
 #include "MarletClient/Options.h"
 #include "MarletClient/Presentation.h"
@@ -78,6 +79,9 @@ std::string workingWords(const CommandRequest& request) {
     if (request.command == "account add" || request.command == "account token") {
         return "Asking the server for its projects";
     }
+    if (request.command == doctorName) {
+        return "Looking around";
+    }
     return request.command == "sync" ? "Syncing" : "Working";
 }
 
@@ -86,12 +90,25 @@ CommandReply carryOut(const CommandLine& line, const DataFolder& folder) {
     return dispatch(folder, line.request, progress);
 }
 
+// Comes also to those whose engine can't be started.
+CommandReply examine(const CommandLine& line) {
+    try {
+        return carryOut(line, DataFolder::open(line.dataFolder));
+    } catch (...) {
+        return examineWithoutEngine(line.dataFolder, decoded<DoctorOptions>(line.request.options),
+                                    localizedDescription(std::current_exception()));
+    }
+}
+
 int follow(CommandLine line) {
     if (line.information) {
         bool isScript = line.request.command == completionCommand;
         bool isPrinted = line.wantsJSON && isScript ? printJSON(JSONValue::object({{"script", *line.information}}))
                                                     : print(*line.information);
         return isPrinted ? done : failed;
+    }
+    if (line.request.command == doctorName) {
+        return show(line, examine(line));
     }
     DataFolder folder = DataFolder::open(line.dataFolder);
     if (line.request.command == "serve") {

@@ -9,6 +9,8 @@
 #include "MarletClient/CommandTree.h"
 #include "MarletClient/Completion.h"
 #include "MarletClient/DataFolder.h"
+#include "MarletClient/Doctor.h"
+#include "MarletClient/Tools.h"
 #include "MarletClient/Version.h"
 #include "MarletClient/WorkCommandLine.h"
 
@@ -166,6 +168,11 @@ void addGeneralCommands(CLI::App& root, CommandRequest& request) {
     serve.value("--port", serve.options->port, portValue, "The port for agents; 0 picks a new one", "N");
     serve.flag("--relaxed", serve.options->relaxed, "Ask the servers less often");
     addPlainCommand(root, "status", "Show how accounts and projects stand", request);
+    Command<DoctorOptions> doctor(root, doctorName, "Look whether all that Marlet needs is in order", request);
+    doctor.completedBy([](DoctorOptions& options) {
+        options.tools = toolsOnPath();
+        options.linkOpener = programOnPath("xdg-open");
+    });
 }
 
 void addTimerCommands(CLI::App& root, CommandRequest& request) {

@@ -33,7 +33,7 @@ std::string inCommandLineWords(std::string text) {
 
 CommandBody commandNamed(std::string_view name) {
     for (auto* group : {accountCommand, projectCommand, taskReadCommand, taskWriteCommand, timerCommand, syncCommand,
-                        agentCommand, workCommand, statusCommand}) {
+                        agentCommand, doctorCommand, workCommand, statusCommand}) {
         if (CommandBody body = group(name)) {
             return body;
         }

@@ -40,6 +40,7 @@ CommandBody timerCommand(std::string_view name);
 CommandBody syncCommand(std::string_view name);
 CommandBody agentCommand(std::string_view name);
 CommandBody workCommand(std::string_view name);
+CommandBody doctorCommand(std::string_view name);
 CommandBody statusCommand(std::string_view name);
 
 // Throws CommandError or UsageError for an account that can't be added as it is asked for, whatever its token.

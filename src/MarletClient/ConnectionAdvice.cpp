@@ -89,8 +89,12 @@ std::string advice(const std::exception_ptr& error, const Advice& next) {
 
 std::string connectionFailure(const std::exception_ptr& error, const Account& account, ConnectionTrial trial) {
     std::string text = localizedDescription(error);
-    std::string next = advice(error, Advice{account, trial});
+    std::string next = connectionAdvice(error, account, trial);
     return next.empty() ? text : fmt::format("{} {}", text, next);
+}
+
+std::string connectionAdvice(const std::exception_ptr& error, const Account& account, ConnectionTrial trial) {
+    return advice(error, Advice{account, trial});
 }
 
 std::string neededPermissions(BackendKind kind) {

@@ -17,6 +17,9 @@ enum class ConnectionTrial {
 // Why the account's server couldn't be asked for its projects: the engine's own text, then what to do about it.
 std::string connectionFailure(const std::exception_ptr& error, const Account& account, ConnectionTrial trial);
 
+// What to do about it; empty where there is nothing to say but the text.
+std::string connectionAdvice(const std::exception_ptr& error, const Account& account, ConnectionTrial trial);
+
 // What to do about a token that is refused though it worked before.
 extern const char* const newTokenAdvice;
 

@@ -30,6 +30,8 @@ public:
     std::filesystem::path controlSocket() const { return folder / "control"; }
     std::filesystem::path helperSocket() const { return folder / "helper"; }
     std::filesystem::path lockFile() const { return folder / "lock"; }
+    // For want of a keyring.
+    std::filesystem::path tokenFile() const { return folder / "tokens.json"; }
     std::filesystem::path endpointFile() const { return folder / "endpoint.json"; }
 
 private:

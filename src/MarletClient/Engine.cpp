@@ -12,8 +12,6 @@ namespace marlet {
 namespace {
 
 constexpr std::chrono::seconds pushPatience(5);
-constexpr const char* keychainService = "io.tolvane.Marlet";
-constexpr const char* tokenFile = "tokens.json";
 
 MarletServices::Parts openParts(Executor executor, const DataFolder& folder, std::shared_ptr<Clock> clock) {
     // Both are opened before anything else is made: a file that is refused shall leave nothing half started.
@@ -23,7 +21,7 @@ MarletServices::Parts openParts(Executor executor, const DataFolder& folder, std
         .executor = std::move(executor),
         .container = std::move(container),
         .localTasks = std::make_shared<LocalTaskDatabase>(std::move(localContainer)),
-        .credentials = std::make_shared<KeychainCredentialStore>(keychainService, folder.path() / tokenFile),
+        .credentials = std::make_shared<KeychainCredentialStore>(keychainService, folder.tokenFile()),
         .clock = std::move(clock),
         .syncPolicy = {},
         .backendFactory = [](const Account& account, const std::string& token) { return makeBackend(account, token); },

@@ -17,6 +17,9 @@ namespace marlet {
 
 class MarletMCPServer;
 
+// The name under which the accounts' tokens are kept.
+inline constexpr const char* keychainService = "io.tolvane.Marlet";
+
 // The engine over one data folder, as the commands use it: in the daemon, or for one command in its own process.
 //
 // To be used on the executor it was given, a loop of one thread. Before it goes: await drain().

@@ -180,6 +180,12 @@ struct MCPRegisterOptions {
 };
 BOOST_DESCRIBE_STRUCT(MCPRegisterOptions, (), (agent, folder, tools))
 
+struct DoctorOptions {
+    ToolSettings tools;
+    std::optional<std::string> linkOpener;  // the program's path
+};
+BOOST_DESCRIBE_STRUCT(DoctorOptions, (), (tools, linkOpener))
+
 struct CompletionOptions {
     Shell shell = Shell::bash;
 };

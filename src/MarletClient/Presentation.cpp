@@ -8,6 +8,7 @@
 
 #include "MarletBase/Description.h"
 #include "MarletBase/Text.h"
+#include "MarletClient/Doctor.h"
 #include "MarletClient/TextTable.h"
 #include "MarletWorkspace/AgentDestination.h"
 
@@ -303,6 +304,7 @@ const std::map<std::string, Show>& presentations() {
     static const std::map<std::string, Show> table{
         {"status", status},
         {"sync", syncOutcome},
+        {doctorName, presentedFindings},
         {"account list",
          [](const auto& result, const auto& terminal) { return accountTable(elements(result, "accounts"), terminal); }},
         {"account add", addedAccount},

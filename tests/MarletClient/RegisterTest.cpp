@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "ClientScenario.h"
+#include "MarletBase/Description.h"
 #include "MarletClient/Options.h"
 
 namespace marlet {
