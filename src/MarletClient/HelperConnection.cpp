@@ -32,12 +32,6 @@ std::optional<std::filesystem::path> serviceSocket() {
     return std::filesystem::path(folder) / fmt::format("{}.sock", helperServiceName);
 }
 
-// Requests carry tokens, and not everybody's runtime folder is their own.
-bool isOwnSocket(const std::filesystem::path& path) {
-    struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode) && info.st_uid == ::geteuid();
-}
-
 // A helper that can't take the request says so in another shape than a reply's.
 std::optional<std::string> transportError(const std::string& line) {
     try {
@@ -73,6 +67,11 @@ HelperReply replyIn(const std::string& line) {
 
 }  // namespace
 
+bool isSocketOf(uid_t user, const std::filesystem::path& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode) && info.st_uid == user;
+}
+
 class HelperConnection::State {
 public:
     State(Executor loop, std::filesystem::path socket)
@@ -104,7 +103,7 @@ private:
 
 Async<AsyncLineClient> HelperConnection::State::connect() {
     std::optional<std::filesystem::path> service = serviceSocket();
-    if (service && isOwnSocket(*service)) {
+    if (service && isSocketOf(::geteuid(), *service)) {
         std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(*service);
         if (client) {
             way = Way::service;
@@ -172,6 +171,9 @@ Async<AsyncLineClient> HelperConnection::State::firstConnection() {
         co_await pause.async_wait(withoutThrowing);
     }
     child->endInput();
+    if (isStopping) {
+        throwStopped();
+    }
     throw CommandError(
         fmt::format("The helper was started, but didn't answer within {} seconds.", startPatience.count()));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <memory>
 
@@ -7,6 +9,9 @@
 #include "MarletWorkspace/HelperMessages.h"
 
 namespace marlet {
+
+// Whether a socket is there that the user made. Requests carry tokens, and not everybody's runtime folder is their own.
+bool isSocketOf(uid_t user, const std::filesystem::path& path);
 
 // The way to the helper, which runs git and the agents' programs: the session's own where one answers, or else a child
 // of this process.

@@ -3,6 +3,7 @@
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <charconv>
 #include <filesystem>
 
@@ -99,14 +100,22 @@ Async<bool> registerTools(Engine& engine, AgentDestination destination, std::str
     co_return true;
 }
 
+Async<void> placeBrief(std::string folder, std::string markdown) {
+    hideFromGit(folder);
+    writeBrief(folder, markdown);
+    co_return;
+}
+
 // The file with the task in words; no value when it can't be written, which Claude Cowork alone can't do without.
-std::optional<std::string> writeBriefFile(const std::string& folder, const TaskBrief& brief,
-                                          AgentDestination destination, Remarks& remarks) {
+Async<std::optional<std::string>> writeBriefFile(std::string folder, std::string markdown, AgentDestination destination,
+                                                 Remarks& remarks) {
     std::string trouble;
     try {
-        hideFromGit(folder);
-        writeBrief(folder, brief.markdown());
-        return fmt::format("{}/{}", folder, TaskBrief::briefFileName);
+        // Who else writes into the folder is waited for, not by the loop.
+        boost::asio::thread_pool thread(1);
+        co_await runOn(boost::asio::make_strand(Executor(thread.get_executor())),
+                       placeBrief(folder, std::move(markdown)));
+        co_return fmt::format("{}/{}", folder, TaskBrief::briefFileName);
     } catch (...) {
         if (destination == AgentDestination::cowork) {
             throw;
@@ -114,7 +123,7 @@ std::optional<std::string> writeBriefFile(const std::string& folder, const TaskB
         trouble = localizedDescription(std::current_exception());
     }
     remarks.add(fmt::format("The work begins without a {}. {}", TaskBrief::briefFileName, trouble));
-    return std::nullopt;
+    co_return std::nullopt;
 }
 
 std::optional<int64_t> pullRequestNumber(const TaskItem& item) {
@@ -159,7 +168,7 @@ Async<CommandReply> work(Engine& engine, WorkOptions options) {
                     subject.task.projectName,
                     std::move(comments.found),
                     hasTools};
-    std::optional<std::string> file = writeBriefFile(place.folder, brief, destination, remarks);
+    std::optional<std::string> file = co_await writeBriefFile(place.folder, brief.markdown(), destination, remarks);
     co_await engine.store().recordClaudeHandoff(subject.task.localID, place.folder, engine.now());
 
     URL link = linkTo(destination, subject, place.folder, brief.prompt(destination));

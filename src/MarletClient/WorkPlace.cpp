@@ -119,11 +119,9 @@ std::string folderNameOf(const TaskSnapshot& task) {
 }
 
 WorkPlace prepareFolder(const WorkSubject& subject, const WorkOptions& options) {
-    const TaskHandoff& handoff = subject.handoff;
-    bool isKnown =
-        handoff.claudeFolder && handoff.claudeFolder != handoff.worktreePath && isFolder(*handoff.claudeFolder);
-    if (isKnown && !options.root) {
-        return {*handoff.claudeFolder, std::nullopt};
+    const std::optional<std::string>& known = subject.handoff.claudeFolder;
+    if (known && isFolder(*known) && !options.root) {
+        return {*known, std::nullopt};
     }
     std::vector<std::string> segments = WorkspaceScheme().relativePath(
         subject.account.displayName, subject.task.projectName, folderNameOf(subject.task), subject.task.item.title);

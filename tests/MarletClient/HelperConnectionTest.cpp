@@ -1,10 +1,15 @@
 #include "MarletClient/HelperConnection.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 
 #include "MarletClient/Commands.h"
 #include "MarletIPC/LineServer.h"
@@ -16,7 +21,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const HelperRequest opening{HelperRequest::OpenInCopilot{"/work"}};
+const HelperRequest opening{HelperRequest::OpenInCopilot{"/nowhere/at/all"}};
 
 // A helper of the session that says one thing, or nothing at all, and a connection that finds it there.
 class ScriptedService {
@@ -109,6 +114,89 @@ TEST(HelperConnectionTest, aStopEndsWhatIsUnderWayAndWhatComesLater) {
     service.loop.runUntil([&] { return outcome->isFinished; });
     EXPECT_THAT(localizedDescription(outcome->error), HasSubstr("Marlet was stopped"));
     EXPECT_THAT(service.failure(), HasSubstr("Marlet was stopped"));
+}
+
+TEST(HelperConnectionTest, onlyASocketOfTheUsersOwnIsTakenForAService) {
+    ScriptedService service("");
+    std::filesystem::path socket = service.folder.path() / "io.tolvane.Marlet.Helper.sock";
+    EXPECT_TRUE(isSocketOf(::geteuid(), socket));
+    EXPECT_FALSE(isSocketOf(::geteuid() + 1, socket));
+    std::filesystem::create_symlink(socket, service.folder.path() / "link");
+    EXPECT_FALSE(isSocketOf(::geteuid(), service.folder.path() / "link"));
+    EXPECT_FALSE(isSocketOf(::geteuid(), service.folder.path()));
+    EXPECT_FALSE(isSocketOf(::geteuid(), service.folder.path() / "missing"));
+}
+
+std::vector<int> ownChildren() {
+    std::ifstream stream(fmt::format("/proc/self/task/{}/children", ::getpid()));
+    return {std::istream_iterator<int>(stream), {}};
+}
+
+// Connections to the real helper, which this process finds on its PATH.
+class HelperChildTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ::setenv("PATH", std::filesystem::path(MARLET_PROGRAM).parent_path().c_str(), 1);
+        ::unsetenv("XDG_RUNTIME_DIR");
+    }
+    void TearDown() override {
+        loop.runToEnd(connection.drain());
+        ::setenv("PATH", path.c_str(), 1);
+        EXPECT_EQ(ownChildren(), std::vector<int>());
+        EXPECT_FALSE(std::filesystem::exists(socket));
+    }
+    std::string failure() {
+        try {
+            loop.runToEnd(connection.ask(opening));
+        } catch (const CommandError& error) {
+            return error.errorDescription();
+        }
+        return "(none)";
+    }
+
+    const std::string path = std::getenv("PATH");
+    TemporaryFolder folder;
+    // Longer than an address may be.
+    std::filesystem::path socket = folder.path() / std::string(120, 'd') / "helper";
+    TestLoop loop;
+    HelperConnection connection{loop.executor(), (std::filesystem::create_directory(socket.parent_path()), socket)};
+};
+
+TEST_F(HelperChildTest, requestsAtTheSameTimeShareOneChild) {
+    auto first = loop.start(connection.ask(opening));
+    auto second = loop.start(connection.ask(opening));
+    loop.runUntil([&] { return first->isFinished && second->isFinished; });
+    for (const auto& outcome : {first, second}) {
+        EXPECT_EQ(localizedDescription(outcome->error), "/nowhere/at/all isn't the top folder of a git checkout.");
+    }
+    EXPECT_EQ(ownChildren().size(), 1U);
+    EXPECT_EQ(connection.way(), HelperConnection::Way::child);
+    failure();
+    EXPECT_EQ(ownChildren().size(), 1U);
+}
+
+TEST_F(HelperChildTest, aChildThatHasGoneIsStartedAgain) {
+    failure();
+    ::kill(ownChildren().at(0), SIGKILL);
+    // It may take the first question with it.
+    std::string words;
+    for (int tries = 0; tries < 100 && words != "/nowhere/at/all isn't the top folder of a git checkout."; ++tries) {
+        words = failure();
+    }
+    EXPECT_EQ(words, "/nowhere/at/all isn't the top folder of a git checkout.");
+    EXPECT_EQ(ownChildren().size(), 1U);
+}
+
+TEST_F(HelperChildTest, aStopDuringTheStartEndsTheChildToo) {
+    auto asked = loop.start(connection.ask(opening));
+    loop.runReady();
+    loop.runToEnd(connection.drain());
+    loop.runUntil([&] { return asked->isFinished; });
+    EXPECT_THAT(localizedDescription(asked->error), HasSubstr("Marlet was stopped"));
+}
+
+TEST_F(HelperChildTest, whatIsNeverAskedStartsNothing) {
+    EXPECT_EQ(ownChildren(), std::vector<int>());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include "MarletBase/Text.h"
 #include "WorkScenario.h"
 
 namespace marlet {
@@ -11,6 +12,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 // An "On This Mac" account with one task.
@@ -120,10 +122,13 @@ TEST(WorkFolderTaskTest, aFileInPlaceOfTheFolderIsReported) {
 }
 
 TEST(WorkFolderTaskTest, theAgentOfTheAccountIsTakenWhereItFits) {
-    WorkScenario scenario;
+    WorkScenario scenario(WorkScenario::Way::withDaemon);
     scenario.addAccount();
     scenario.client.json({"account", "agent", "Work", "cowork"});
     EXPECT_THAT(textOf(scenario.work(1), "link"), StartsWith("claude://cowork/new?"));
+    // It has no place for an endpoint.
+    EXPECT_THAT(scenario.record("claude"), IsEmpty());
+    EXPECT_THAT(contentOf(scenario.worktree("1-fuel-the-tanks") / "TASK.md"), Not(HasSubstr("MCP tools")));
     EXPECT_THAT(textOf(scenario.work(1, {"--to", "code"}), "link"), StartsWith("claude://code/new?"));
 }
 
@@ -168,14 +173,21 @@ TEST(WorkFolderTaskTest, copilotOpensWithTheRepositoryAndThePullRequest) {
     EXPECT_THAT(scenario.shownWork(1, {"--to", "copilot"}), EndsWith("GitHub Copilot opens with the task.\n"));
 }
 
+// A scenario with a board, which has no repository.
+class BoardScenario : public WorkScenario {
+public:
+    BoardScenario() {
+        forge.addOrganization("acme");
+        std::string board = forge.addBoard({.login = "acme", .title = "Roadmap"});
+        forge.addBoardItem(board, {.title = "Reach orbit"});
+        addAccount();
+        client.json({"project", "subscribe", "Roadmap"});
+        client.json({"sync", "--full"});
+    }
+};
+
 TEST(WorkFolderTaskTest, anItemOfABoardGetsAPlainFolder) {
-    WorkScenario scenario;
-    scenario.forge.addOrganization("acme");
-    std::string board = scenario.forge.addBoard({.login = "acme", .title = "Roadmap"});
-    scenario.forge.addBoardItem(board, {.title = "Reach orbit"});
-    scenario.addAccount();
-    scenario.client.json({"project", "subscribe", "Roadmap"});
-    scenario.client.json({"sync", "--full"});
+    BoardScenario scenario;
     JSONValue tasks = scenario.client.json({"task", "list", "--project", "Roadmap"});
     std::string id = textsOf(tasks, "tasks", "task_id").at(0);
 
@@ -184,6 +196,19 @@ TEST(WorkFolderTaskTest, anItemOfABoardGetsAPlainFolder) {
     EXPECT_THAT(textOf(result, "folder"), StartsWith((scenario.root() / "Work/Roadmap").string() + "/"));
     EXPECT_THAT(textOf(result, "link"), StartsWith("claude://cowork/new?"));
     EXPECT_TRUE(memberOf(result, "branch").isNull());
+}
+
+TEST(WorkFolderTaskTest, aTaskThatTheServerHasNotNamedGoesByItsOwnID) {
+    BoardScenario scenario;
+    scenario.forge.fail("POST ", FakeFailure::status(503));
+    std::string id = textOf(scenario.client.json({"task", "add", "Land again", "--project", "Roadmap"}), "task_id");
+
+    std::string folder = textOf(scenario.client.json({"work", id}), "folder");
+
+    std::string begin = lowercasedASCII(id.substr(0, 8));
+    EXPECT_EQ(folder, (scenario.root() / "Work/Roadmap" / ("new-" + begin + "-land-again")).string());
+    scenario.client.json({"sync"});
+    EXPECT_EQ(textOf(scenario.client.json({"work", id}), "folder"), folder);
 }
 
 }  // namespace

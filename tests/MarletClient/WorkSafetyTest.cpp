@@ -228,6 +228,12 @@ TEST(WorkSafetyTest, aHelperThatCannotStartSaysWhy) {
               "marlet: The helper ended as soon as it was started. MarletHelper could not listen: no room\n");
 }
 
+TEST(WorkSafetyTest, theHelperBesideMarletGoesFirst) {
+    OtherHelperScenario scenario("echo 'Beside.' >&2; exit 1");
+    scenario.addProgram("MarletHelper", "echo 'On the PATH.' >&2; exit 1");
+    EXPECT_THAT(scenario.failure(), HasSubstr("Beside."));
+}
+
 TEST(WorkSafetyTest, theHelperOnThePathIsTakenWhenNoneIsBesideMarlet) {
     OtherHelperScenario scenario("");
     scenario.addProgram("MarletHelper", "echo 'That is me.' >&2; exit 1");

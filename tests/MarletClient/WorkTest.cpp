@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <thread>
 
 #include "WorkScenario.h"
 
@@ -303,6 +305,41 @@ TEST(WorkTest, aTaskFileOfTheRepositorysOwnIsNeverOverwritten) {
     EXPECT_THAT(scenario.shownWork(1), HasSubstr("The work begins without a TASK.md. "));
     EXPECT_THAT(scenario.workError(1, {"--to", "cowork"}), HasSubstr("TASK.md"));
     EXPECT_EQ(contentOf(scenario.worktree("1-fuel-the-tanks") / "TASK.md"), "What the crew does.\n");
+}
+
+TEST(WorkTest, whatWasMadeBeforeAFailureIsUsedTheNextTime) {
+    WorkScenario scenario;
+    scenario.git.commit("acme/rocket", "refs/heads/main", {{"TASK.md", "What the crew does.\n"}});
+    scenario.addAccount();
+    scenario.workError(1, {"--to", "cowork"});
+    scenario.client.json({"task", "edit", "1", "--project", "acme/rocket", "--title", "Fuel both tanks"});
+    EXPECT_EQ(textOf(scenario.work(1), "folder"), scenario.worktree("1-fuel-the-tanks").string());
+}
+
+TEST(WorkTest, aHelperOfTheSessionIsUsedWhereThereIsOne) {
+    WorkScenario scenario(WorkScenario::Way::withDaemon);
+    scenario.addAccount();
+    std::filesystem::path runtime = scenario.client.folder.path();
+    ChildProcess service({std::filesystem::path(MARLET_PROGRAM).replace_filename("MarletHelper").string(), "--socket",
+                          (runtime / "io.tolvane.Marlet.Helper.sock").string()},
+                         "", scenario.client.environment);
+    for (int tries = 0; !std::filesystem::exists(runtime / "io.tolvane.Marlet.Helper.sock") && tries < 1000; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+
+    EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
+
+    EXPECT_THAT(scenario.helpers(), ElementsAre(service.pid()));
+    service.send(SIGTERM);
+    EXPECT_EQ(service.wait(), 0);
+    EXPECT_EQ(textOf(scenario.work(2), "branch"), "marlet/2-paint-the-fins");
+}
+
+TEST(WorkTest, aDataFolderWithALongNameStillWorks) {
+    WorkScenario scenario;
+    scenario.client.data = scenario.git.folder() / std::string(120, 'd') / "data";
+    scenario.addAccount();
+    EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
 }
 
 TEST(WorkTest, twoTasksAtOnceShareOneClone) {
