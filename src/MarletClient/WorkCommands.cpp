@@ -31,6 +31,14 @@ struct Remarks {
     }
 };
 
+// One command at a time for a task: of two that post its result, the second finds that it has been posted. What another
+// did while this one waited is known afterwards.
+Async<Turns::Turn> takeTurn(Engine& engine, WorkSubject& subject) {
+    Turns::Turn turn = co_await engine.turns().take(subject.task.localID.text());
+    subject.handoff = co_await engine.store().handoff(subject.task.localID);
+    co_return turn;
+}
+
 bool isThere(const std::string& folder) {
     std::error_code error;
     return std::filesystem::is_directory(folder, error);
@@ -144,9 +152,7 @@ URL linkTo(AgentDestination destination, const WorkSubject& subject, const std::
 
 Async<CommandReply> work(Engine& engine, WorkOptions options) {
     WorkSubject subject = co_await workSubject(engine.store(), options.task, options.project);
-    Turns::Turn turn = co_await engine.turns().take(subject.task.projectKey());
-    // What another command has done meanwhile counts.
-    subject = co_await workSubject(engine.store(), subject.task.localID.text(), std::nullopt);
+    Turns::Turn turn = co_await takeTurn(engine, subject);
     AgentDestination destination = destinationFor(subject, options.to);
     WorkPlace place = co_await prepareWorkPlace(engine, subject, options);
 
@@ -207,9 +213,7 @@ WorkResult resultToPost(const WorkSubject& subject) {
 
 Async<CommandReply> postResult(Engine& engine, TaskOptions options) {
     WorkSubject subject = co_await workSubject(engine.store(), options.task, options.project);
-    // Of two at a time the second finds that it has been posted.
-    Turns::Turn turn = co_await engine.turns().take(subject.task.localID.text());
-    subject.handoff = co_await engine.store().handoff(subject.task.localID);
+    Turns::Turn turn = co_await takeTurn(engine, subject);
     WorkResult result = resultToPost(subject);
     JSONValue::Object arguments{{"task_id", subject.task.localID.text()}, {"body", std::move(result.text)}};
     JSONValue comment = co_await engine.callTool("add_comment", std::move(arguments));
@@ -239,8 +243,7 @@ std::string worktreeToRemove(const WorkSubject& subject) {
 
 Async<CommandReply> remove(Engine& engine, WorkRemoveOptions options) {
     WorkSubject subject = co_await workSubject(engine.store(), options.task, options.project);
-    Turns::Turn turn = co_await engine.turns().take(subject.task.projectKey());
-    subject.handoff = co_await engine.store().handoff(subject.task.localID);
+    Turns::Turn turn = co_await takeTurn(engine, subject);
     std::string folder = worktreeToRemove(subject);
     requireGit(options.tools);
     Step step(engine.steps, fmt::format("Removing the worktree of {}", subject.task.item.title));

@@ -1,6 +1,8 @@
 // marlet work result, and marlet work remove.
 #include <gmock/gmock.h>
 
+#include <set>
+
 #include "WorkScenario.h"
 
 namespace marlet {
@@ -77,6 +79,22 @@ TEST(WorkResultTest, nothingIsPostedTwice) {
     scenario.result();
     EXPECT_EQ(scenario.resultError(),
               "The RESULT.md in " + scenario.folder().string() + " hasn't changed since it was posted.");
+    EXPECT_EQ(scenario.comments().size(), 1U);
+}
+
+TEST(WorkResultTest, ofTwoAtOnceOnePosts) {
+    HandedOver scenario(WorkScenario::Way::withDaemon);
+    scenario.writeResult("Both tanks are full.\n");
+    auto gate = std::make_shared<FakeGate>();
+    scenario.forge.fail("POST /repos/acme/rocket/issues/1/comments", FakeFailure::held(gate));
+    auto first = scenario.client.start(WorkScenario::named("result", 1));
+    ASSERT_TRUE(gate->awaitReached());
+    auto second = scenario.client.start(WorkScenario::named("result", 1));
+    // It has come by now: others come and go.
+    scenario.client.json({"status"});
+    scenario.client.json({"status"});
+    gate->open();
+    EXPECT_EQ(std::set<int>({first->wait(), second->wait()}), std::set<int>({0, 1}));
     EXPECT_EQ(scenario.comments().size(), 1U);
 }
 
