@@ -7,26 +7,25 @@
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandLine.h"
 #include "MarletClient/CommandTree.h"
+#include "MarletClient/DataFolder.h"
 #include "MarletClient/Tools.h"
+#include "MarletWorkspace/ResolvedPath.h"
 
 namespace marlet {
 namespace {
 
-// Whoever carries the command out may have another current folder.
-std::string folderValue(const std::string& given) {
+// Links are followed, so that the folder is the one that the agent will see.
+std::string agentFolderValue(const std::string& given) {
     std::string text = unguarded(given);
+    std::string folder = folderValue("--folder", text);
     std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(text, error);
-    if (text.empty() || error || !isValidUTF8(path.string())) {
-        throw UsageError(fmt::format("--folder \"{}\" can't be used: give the folder's full path.", text));
-    }
-    std::filesystem::path plain = std::filesystem::canonical(path, error);
-    return error ? path.string() : plain.string();
+    std::filesystem::path plain = std::filesystem::canonical(expandingTilde(text, homeFolder().string()), error);
+    return error || !isValidUTF8(plain.string()) ? folder : plain.string();
 }
 
 void fillIn(MCPRegisterOptions& options) {
     if (options.agent == AgentApp::claude) {
-        options.folder = options.folder.value_or(folderValue("."));
+        options.folder = options.folder.value_or(agentFolderValue("."));
         options.tools = toolsOnPath();
     } else if (options.folder) {
         throw UsageError(
@@ -43,7 +42,7 @@ void addAgentCommands(CLI::App& root, CommandRequest& request) {
     addPlainCommand(mcp, "rotate", "Make a new token, so that the old one is worth nothing any more", request);
     Command<MCPRegisterOptions> registering(mcp, "register", "Tell an agent of the endpoint and its token", request);
     registering.choice("AGENT", registering.options->agent, "The agent", "agent")->required();
-    registering.value("--folder", registering.options->folder, folderValue,
+    registering.value("--folder", registering.options->folder, agentFolderValue,
                       "claude: the folder in which it may reach the endpoint (the current one)", "DIR");
     registering.completedBy(fillIn);
 }

@@ -4,11 +4,14 @@
 
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 #include <iterator>
 
 #include "MarletBase/Text.h"
 #include "MarletClient/CommandLine.h"
+#include "MarletClient/DataFolder.h"
+#include "MarletWorkspace/ResolvedPath.h"
 
 namespace marlet {
 namespace {
@@ -70,6 +73,18 @@ Date dateValue(const std::string& option, const std::string& text) {
         throw UsageError(fmt::format("{} \"{}\" must be YYYY-MM-DD or an RFC 3339 date-time.", option, text));
     }
     return *date;
+}
+
+std::string folderValue(const std::string& option, const std::string& text) {
+    if (text.empty()) {
+        throw UsageError(fmt::format("{} must name a folder.", option));
+    }
+    std::error_code error;
+    std::filesystem::path path = std::filesystem::absolute(expandingTilde(text, homeFolder().string()), error);
+    if (error || !isValidUTF8(path.string())) {
+        throw UsageError(fmt::format("{} \"{}\" can't be used: give the folder's full path.", option, text));
+    }
+    return path.lexically_normal().string();
 }
 
 std::string notesValue(const std::string& text) {

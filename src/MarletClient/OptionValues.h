@@ -41,6 +41,9 @@ Choice choiceValue(const std::string& what, const std::string& text) {
     return *choice;
 }
 
+// The folder's full path, without "." and "..": whoever carries the command out may have another current folder, and
+// another home. It need not be there.
+std::string folderValue(const std::string& option, const std::string& text);
 // "-" stands for standard input, read to its end, without the line end that closes it.
 std::string notesValue(const std::string& text);
 

@@ -3,15 +3,11 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
-
-#include "MarletBase/Text.h"
 #include "MarletClient/CommandLine.h"
 #include "MarletClient/CommandTree.h"
 #include "MarletClient/DataFolder.h"
 #include "MarletClient/Tools.h"
 #include "MarletClient/WorkOptions.h"
-#include "MarletWorkspace/ResolvedPath.h"
 
 namespace marlet {
 namespace {
@@ -19,18 +15,8 @@ namespace {
 const char* const workTaskHelp = "The task's id, a beginning of it, or its number with --project";
 const char* const workFolderName = "Marlet";
 
-// Whoever carries the command out may have another current folder, and another home.
 std::string rootValue(const std::string& given) {
-    std::string text = unguarded(given);
-    if (text.empty()) {
-        throw UsageError("--root must name a folder.");
-    }
-    std::error_code error;
-    std::filesystem::path path = std::filesystem::absolute(expandingTilde(text, homeFolder().string()), error);
-    if (error || !isValidUTF8(path.string())) {
-        throw UsageError(fmt::format("--root \"{}\" can't be used: give the folder's full path.", text));
-    }
-    return path.lexically_normal().string();
+    return folderValue("--root", unguarded(given));
 }
 
 // What stands before a command below this one belongs to neither.

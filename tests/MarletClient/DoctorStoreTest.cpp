@@ -142,28 +142,27 @@ TEST_P(DoctorStoreTest, aDatabaseThatCannotBeOpenedIsAFindingAmongOthers) {
     EXPECT_TRUE(checkOf(result, "account").isNull());
 }
 
+// With `shell` run before the program, by a user who may do that.
+JSONValue examineBehind(const DoctorScenario& scenario, const std::string& shell) {
+    std::string tools = std::filesystem::path(scenario.tool("git")).parent_path().string();
+    std::string script = shell + " && PATH=" + tools + " && exec \"$@\"";
+    ClientScenario::Arguments line{
+        "/usr/bin/env", "PATH=/usr/bin:/bin", "unshare", ::geteuid() == 0 ? "-m" : "-rm", "sh", "-c", script, "sh"};
+    ClientScenario::Arguments command = scenario.client.commandLine({"--json", "doctor"});
+    line.insert(line.end(), command.begin(), command.end());
+    ChildOutcome outcome = runChild(line, "", scenario.client.environment);
+    EXPECT_EQ(outcome.status, 1) << outcome.errors;
+    return JSONValue::decode(outcome.output);
+}
+
 TEST(DoctorFolderTest, aReadOnlyFolderIsAFinding) {
     DoctorScenario scenario;
-    ClientScenario& client = scenario.client;
-    client.addAccount();
-    std::string folder = client.data.string();
-    ClientScenario::Arguments line{
-        "/usr/bin/env",
-        "PATH=/usr/bin:/bin",
-        "unshare",
-        ::geteuid() == 0 ? "-m" : "-rm",
-        "sh",
-        "-c",
-        "mount --bind " + folder + " " + folder + " && mount -o remount,ro,bind " + folder +
-            " && PATH=" + std::filesystem::path(scenario.tool("git")).parent_path().string() + " && exec \"$@\"",
-        "sh"};
-    ClientScenario::Arguments command = client.commandLine({"--json", "doctor"});
-    line.insert(line.end(), command.begin(), command.end());
+    scenario.client.addAccount();
+    std::string folder = scenario.client.data.string();
 
-    ChildOutcome outcome = runChild(line, "", client.environment);
+    JSONValue result =
+        examineBehind(scenario, "mount --bind " + folder + " " + folder + " && mount -o remount,ro,bind " + folder);
 
-    EXPECT_EQ(outcome.status, 1) << outcome.errors;
-    JSONValue result = JSONValue::decode(outcome.output);
     EXPECT_EQ(textOf(checkOf(result, "data folder"), "message"),
               "There is no way to use the data folder " + folder + ": Read-only file system.");
     EXPECT_EQ(textOf(checkOf(result, "git"), "status"), "ok");
@@ -182,25 +181,12 @@ TEST(DoctorFolderTest, aFileInTheFoldersPlaceIsAFinding) {
 
 TEST(DoctorFolderTest, littleSpaceIsAFinding) {
     DoctorScenario scenario;
-    ClientScenario& client = scenario.client;
-    std::filesystem::create_directory(client.data);
-    ClientScenario::Arguments line{
-        "/usr/bin/env",
-        "PATH=/usr/bin:/bin",
-        "unshare",
-        ::geteuid() == 0 ? "-m" : "-rm",
-        "sh",
-        "-c",
-        "mount -t tmpfs -o size=20m,mode=700 tmpfs " + client.data.string() +
-            " && PATH=" + std::filesystem::path(scenario.tool("git")).parent_path().string() + " && exec \"$@\"",
-        "sh"};
-    ClientScenario::Arguments command = client.commandLine({"--json", "doctor"});
-    line.insert(line.end(), command.begin(), command.end());
+    std::string folder = scenario.client.data.string();
+    std::filesystem::create_directory(folder);
 
-    ChildOutcome outcome = runChild(line, "", client.environment);
+    JSONValue result = examineBehind(scenario, "mount -t tmpfs -o size=20m,mode=700 tmpfs " + folder);
 
-    EXPECT_EQ(outcome.status, 1) << outcome.errors;
-    EXPECT_THAT(textOf(checkOf(JSONValue::decode(outcome.output), "data folder"), "message"),
+    EXPECT_THAT(textOf(checkOf(result, "data folder"), "message"),
                 testing::MatchesRegex("Only 1[0-9] MB are left on the disk of .*"));
 }
 
