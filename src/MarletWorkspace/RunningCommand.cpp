@@ -11,12 +11,14 @@
 #include <charconv>
 #include <csignal>
 #include <filesystem>
+#include <future>
 #include <system_error>
 
 namespace marlet {
 namespace {
 
 constexpr int firstOwnDescriptor = STDERR_FILENO + 1;
+constexpr pid_t noProcess = -1;
 
 void require(int error, const std::string& failure) {
     if (error != 0) {
@@ -156,6 +158,20 @@ void awaitEnd(pid_t process) {
     }
 }
 
+// A thread that tells the end of the process that is launched, if one is.
+std::thread startedWatcher(const Command& command, std::future<pid_t> launched, CommandNews& news) {
+    try {
+        return std::thread([launched = std::move(launched), &news]() mutable {
+            if (pid_t process = launched.get(); process != noProcess) {
+                awaitEnd(process);
+                news.tellEnd();
+            }
+        });
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), failureText(command));
+    }
+}
+
 }  // namespace
 
 void CommandNews::tellEnd() {
@@ -183,29 +199,31 @@ bool CommandNews::awaitEndOfStopping(Time time) {
 
 RunningCommand::RunningCommand(const Command& command, std::vector<std::string> environment, CommandOutputs outputs,
                                CommandNews& listener)
-    : process(launch(command, environment, outputs)), news(listener) {
+    : process(noProcess), news(listener) {
+    // The thread comes first: where none is to be had the command hasn't begun.
+    std::promise<pid_t> launched;
+    watcher = startedWatcher(command, launched.get_future(), news);
     try {
-        watcher = std::thread([this, watched = process] {
-            awaitEnd(watched);
-            news.tellEnd();
-        });
+        process = launch(command, environment, outputs);
     } catch (...) {
-        killGroup();
-        reap();
+        launched.set_value(noProcess);
+        watcher.join();
         throw;
     }
+    launched.set_value(process);
 }
 
 RunningCommand::~RunningCommand() {
-    if (process > 0) {
+    if (process != noProcess) {
         killGroup();
         reap();
     }
 }
 
 void RunningCommand::stop(std::chrono::seconds patience) {
-    // It may have left its group.
-    if (::kill(-process, SIGTERM) != 0) {
+    ::kill(-process, SIGTERM);
+    // It may have left its group, and others in there.
+    if (::getpgid(process) != process) {
         ::kill(process, SIGTERM);
     }
     news.awaitEndOfStopping(std::chrono::steady_clock::now() + patience);
@@ -226,15 +244,13 @@ int32_t RunningCommand::takeStatus() {
 }
 
 std::optional<int> RunningCommand::reap() {
-    if (watcher.joinable()) {
-        watcher.join();
-    }
+    watcher.join();
     int status = 0;
     pid_t reaped = -1;
     do {
         reaped = ::waitpid(process, &status, 0);
     } while (reaped < 0 && errno == EINTR);
-    process = -1;
+    process = noProcess;
     return reaped < 0 ? std::nullopt : std::optional(status);
 }
 

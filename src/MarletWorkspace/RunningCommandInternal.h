@@ -47,6 +47,7 @@ private:
 //
 // Its holder alone signals it, and alone reaps it, after the last signal: until then the system gives its number to no
 // other process and no other group, even when all of the group has ended. So no signal meets a stranger.
+// In a process that ignores SIGCHLD the system reaps at once, and all this doesn't hold.
 class RunningCommand {
 public:
     // `environment`: all of it, "NAME=value". `news`, which must outlive it, is told its end.

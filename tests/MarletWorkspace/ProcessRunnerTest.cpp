@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -247,6 +248,21 @@ TEST_F(ProcessRunnerTest, whateverFailsForWantOfADescriptorLeavesNothingBehind) 
 
     EXPECT_THAT(failures.at(0), MatchesRegex("Couldn't create .*/out: Too many open files"));
     EXPECT_THAT(failures.at(1), MatchesRegex("Couldn't create .*/err: Too many open files"));
+}
+
+TEST_F(ProcessRunnerTest, aCommandBeginsOnlyWhereThereIsAThreadToWaitForIt) {
+    std::string touched = (folder.path() / "touched").string();
+    pthread_attr_t usual;
+    ::pthread_getattr_default_np(&usual);
+    pthread_attr_t huge = usual;
+    ::pthread_attr_setstacksize(&huge, size_t{1} << 50);  // there are no such threads
+    ::pthread_setattr_default_np(&huge);
+    std::string failure = failureOf({.executable = "/usr/bin/touch", .arguments = {touched}});
+    ::pthread_setattr_default_np(&usual);
+
+    EXPECT_EQ(failure, "Couldn't start /usr/bin/touch: Resource temporarily unavailable");
+    EXPECT_THAT(leftBehind(), IsEmpty());
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 TEST_F(ProcessRunnerTest, noDescriptorOfTheParentsIsOpenInTheCommand) {

@@ -137,6 +137,18 @@ TEST_F(ProcessStopTest, aCommandThatLeftItsGroupIsStoppedToo) {
     EXPECT_LT(elapsed, 5);
 }
 
+TEST_F(ProcessStopTest, aCommandThatLeftAChildInItsGroupIsStoppedToo) {
+    const std::string leaveChild =
+        "if (!fork) { open(my $life, '>', $ENV{LIFE}); sleep 600; exit } "
+        "setpgrp(0, getpgrp(getppid)); $| = 1; print 'moved on'; sleep 600";
+    Command command{.executable = "/usr/bin/perl", .arguments = {"-e", leaveChild}, .timeout = 1};
+    command.environment = {{"LIFE", lifeline.path.string()}};
+
+    EXPECT_EQ(timed(command), (CommandResult{SIGTERM, "moved on", "", true}));
+    EXPECT_LT(elapsed, 5);
+    EXPECT_TRUE(lifeline.isLeft()) << "a child of the command's lives on";
+}
+
 TEST_F(ProcessStopTest, aDaemonThatHoldsTheOutputHoldsUpNobody) {
     CommandResult result = timed(shell("(echo up >&3; exec sleep 600) 3>$LIFE & echo $!", 300));
 
