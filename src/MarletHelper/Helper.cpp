@@ -133,6 +133,8 @@ void serve(const HelperOptions& options) {
 
 int runHelper(const std::vector<std::string>& arguments) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // Whoever started this may ignore it, which is inherited: the ends of commands would never be told.
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
     try {
         HelperOptions options = HelperOptions::parse(arguments);
         if (options.wantsUsage) {

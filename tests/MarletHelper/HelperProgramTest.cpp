@@ -7,12 +7,12 @@
 #include <future>
 #include <set>
 
-#include "EnvironmentScope.h"
 #include "HelperScenario.h"
 #include "MarletHelper/HelperOptions.h"
 #include "MarletHelper/HelperSurroundings.h"
 #include "MarletIPC/LineProtocol.h"
 #include "MarletWorkspace/ResolvedPath.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 namespace marlet {
 namespace {
@@ -50,7 +50,7 @@ TEST_F(HelperProgramTest, theReportOfAMachineWithoutToolsHasNothingButErrors) {
 
 TEST_F(HelperProgramTest, itFindsWhatThisMachineHas) {
     auto helper = start();
-    EnvironmentScope own("HOME", home.string());
+    EnvironmentVariable own("HOME", home.string());
     ToolReport wanted = liveCheckoutService().locateTools({});
     EXPECT_EQ(ask(HelperRequest{HelperRequest::LocateTools{}}), HelperReply{HelperReply::Tools{wanted}});
 }
@@ -145,6 +145,13 @@ TEST_F(HelperProgramTest, itsCommandsInheritNoneOfItsDescriptors) {
     auto helper = start();
     LineClient other = connect();
     EXPECT_EQ(whatClaudePrints("ls -m /proc/$$/fd"), scriptDescriptors);
+}
+
+TEST_F(HelperProgramTest, itLearnsTheEndsOfItsCommandsAlsoWhereItsStarterIgnoresThem) {
+    auto helper =
+        launch({"/bin/sh", "-c", R"(trap '' CHLD; exec "$1" --socket "$2")", "sh", helperProgram, socket.string()});
+    ASSERT_TRUE(listens(socket));
+    EXPECT_EQ(whatClaudePrints("echo done"), "done");
 }
 
 TEST_F(HelperProgramTest, theFolderItWasStartedInMayGo) {
