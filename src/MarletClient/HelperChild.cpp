@@ -14,6 +14,7 @@
 #include "MarletBase/Text.h"
 #include "MarletClient/DetachedProcess.h"
 #include "MarletClient/Tools.h"
+#include "MarletWorkspace/ToolLocator.h"
 
 namespace marlet {
 namespace {
@@ -64,7 +65,7 @@ std::optional<std::filesystem::path> HelperChild::program() {
     std::error_code error;
     std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", error);
     std::filesystem::path beside = own.parent_path() / programName;
-    if (!error && isExecutable(beside.string())) {
+    if (!error && isExecutableFile(beside.string())) {
         return beside;
     }
     return programOnPath(programName);

@@ -1,19 +1,12 @@
 #include "MarletClient/Tools.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include "MarletBase/Text.h"
 #include "MarletClient/Commands.h"
+#include "MarletWorkspace/ToolLocator.h"
 
 namespace marlet {
-
-bool isExecutable(const std::string& path) {
-    struct stat info {};
-    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && ::access(path.c_str(), X_OK) == 0;
-}
 
 std::optional<std::string> programIn(std::string_view folders, const std::string& name) {
     while (!folders.empty()) {
@@ -27,7 +20,7 @@ std::optional<std::string> programIn(std::string_view folders, const std::string
             continue;
         }
         std::string path = std::string(folder == "/" ? "" : folder) + "/" + name;
-        if (isExecutable(path)) {
+        if (isExecutableFile(path)) {
             return path;
         }
     }

@@ -9,9 +9,6 @@
 
 namespace marlet {
 
-// A file that this user may run.
-bool isExecutable(const std::string& path);
-
 // The full path of the program by a list of folders such as the PATH; no value when none of them has it. Folders that
 // aren't absolute are passed over: what the current folder happens to hold is nobody's tool.
 std::optional<std::string> programIn(std::string_view folders, const std::string& name);

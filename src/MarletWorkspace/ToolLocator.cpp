@@ -138,7 +138,9 @@ LocatedTool ToolLocator::claude(std::optional<std::string> customPath) const {
 
 bool isExecutableFile(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+    // The system would take a NUL for the end of another path.
+    return path.find('\0') == std::string::npos && ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           ::access(path.c_str(), X_OK) == 0;
 }
 
 std::vector<std::string> toolFolders(const std::string& homeDirectory) {

@@ -35,7 +35,7 @@ struct ToolLocator {
     LocatedTool claude(std::optional<std::string> customPath) const;
 };
 
-// A folder that may be entered is none.
+// A file that this user may run; a folder that may be entered is none.
 bool isExecutableFile(const std::string& path);
 
 // Where people and installers put tools of their own, which a service's PATH lacks.

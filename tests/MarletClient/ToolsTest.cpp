@@ -25,26 +25,6 @@ protected:
     TemporaryFolder folder;
 };
 
-TEST_F(ToolsTest, aFileThatMayBeRunIsExecutable) {
-    EXPECT_TRUE(isExecutable(makeFile("git", 0755)));
-}
-
-TEST_F(ToolsTest, aFileThatMayOnlyBeReadIsNot) {
-    EXPECT_FALSE(isExecutable(makeFile("git", 0644)));
-}
-
-TEST_F(ToolsTest, aFolderIsNot) {
-    EXPECT_FALSE(isExecutable(folder.path().string()));
-    EXPECT_FALSE(isExecutable(path("missing")));
-}
-
-TEST_F(ToolsTest, aLinkIsWhatItLeadsTo) {
-    std::filesystem::create_symlink(makeFile("real", 0755), path("git"));
-    std::filesystem::create_symlink(path("nothing"), path("dangling"));
-    EXPECT_TRUE(isExecutable(path("git")));
-    EXPECT_FALSE(isExecutable(path("dangling")));
-}
-
 TEST_F(ToolsTest, theFirstFolderThatHasTheProgramWins) {
     makeFile("one/other", 0755);
     makeFile("two/git", 0644);

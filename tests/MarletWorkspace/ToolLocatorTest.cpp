@@ -241,6 +241,9 @@ TEST(ToolLocatorTest, anExecutableIsAFileThatMayBeRun) {
     EXPECT_FALSE(live.locator.isExecutable(folder.path().string()));
     EXPECT_FALSE(live.locator.isExecutable((folder.path() / "missing").string()));
     EXPECT_FALSE(live.locator.isExecutable(""));
+    EXPECT_FALSE(live.locator.isExecutable(tool + std::string("\0x", 2)));
+    std::filesystem::remove(tool);
+    EXPECT_FALSE(live.locator.isExecutable(link));
 }
 
 TEST(ToolLocatorTest, theFoldersOfToolsBeginWithTheUsersOwn) {
