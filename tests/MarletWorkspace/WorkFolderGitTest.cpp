@@ -341,6 +341,20 @@ TEST_F(WorkFolderGitTest, aBriefIsWrittenAlsoWhereTheGitFolderIsOnAnotherDisk) {
     EXPECT_EQ(std::distance(fs::directory_iterator(other), fs::directory_iterator()), 2);
 }
 
+TEST_F(WorkFolderGitTest, aFullDiskLeavesTheBriefOfBeforeAndNothingElse) {
+    std::string before = "- Marlet task_id: 1\n";
+    writeBrief(checkout, before);
+    FolderWatch watch(checkout / ".git");
+    {
+        FileSizeLimit limit(10);
+        EXPECT_THROW(writeBrief(checkout, "- Marlet task_id: 2\n"), std::system_error);
+    }
+    EXPECT_EQ(contentOf(checkout / "TASK.md"), before);
+    for (const std::string& name : watch.names()) {
+        EXPECT_FALSE(fs::exists(checkout / ".git" / name)) << name;
+    }
+}
+
 TEST_F(WorkFolderGitTest, aBriefIsNotWrittenWhereTheLinkIsBroken) {
     fs::path worktree = addWorktree("one");
     writeFile(worktree / ".git", "gitdir: /no/such/folder\n");
