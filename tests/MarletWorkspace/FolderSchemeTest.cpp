@@ -136,6 +136,7 @@ TEST(PathTemplateTest, aSlugIsOfLettersDigitsAndSingleDashes) {
 
 TEST(PathTemplateTest, aSlugFoldsCaseAndDiacriticsAway) {
     EXPECT_EQ(PathTemplate::slug("Écrire À NOËL", 40), "ecrire-a-noel");
+    EXPECT_EQ(PathTemplate::slug("Fix: Crème brûlée!", 40), "fix-creme-brulee");
     EXPECT_EQ(PathTemplate::slug("E\u0301crire n\u0303", 40), "ecrire-n");
     EXPECT_EQ(PathTemplate::slug("Straße GROẞ", 40), "strasse-gross");
     EXPECT_EQ(PathTemplate::slug("ﬁne \u212Aelvin \u212Bngström İstanbul", 40), "fine-kelvin-angstrom-istanbul");
@@ -175,6 +176,15 @@ TEST(CheckoutLayoutTest, allCasesAreKnownByCodeTitleAndTemplateInOrder) {
     EXPECT_EQ(seen, expected);
 }
 
+FolderSchemeError failureOf(const CheckoutScheme& scheme, const RepositoryCoordinates& coordinates) {
+    try {
+        scheme.relativePath(coordinates, "me");
+    } catch (const FolderSchemeError& error) {
+        return error;
+    }
+    throw std::logic_error(scheme.pathTemplate().pattern + " can be rendered");
+}
+
 TEST(CheckoutSchemeTest, itsTokensAreNamedInOrder) {
     EXPECT_EQ(CheckoutScheme::tokens, (Names{"host", "owner", "repo", "account"}));
 }
@@ -203,9 +213,29 @@ TEST(CheckoutSchemeTest, anOwnerCannotLeaveTheRoot) {
     EXPECT_THROW(CheckoutScheme().relativePath(hostile, "me"), FolderSchemeError);
 }
 
-TEST(CheckoutSchemeTest, aPlaceholderOfTasksIsUnknownToIt) {
-    CheckoutScheme scheme{CheckoutLayout::custom, "{task}"};
-    EXPECT_THROW(scheme.relativePath(nested, "me"), FolderSchemeError);
+TEST(CheckoutSchemeTest, aPlaceholderThatIsNotItsOwnIsUnknownToIt) {
+    expectFailure(failureOf({CheckoutLayout::custom, "{repo}/{branch}"}, nested), FolderSchemeError::Case::unknownToken,
+                  "branch", "The folder template contains an unknown placeholder, {branch}.");
+    EXPECT_EQ(failureOf({CheckoutLayout::custom, "{task}"}, nested).subject(), "task");
+}
+
+TEST(CheckoutSchemeTest, aNameThatBeginsWithADotFailsUnderEveryLayout) {
+    RepositoryCoordinates hidden("h", std::nullopt, "team", ".github");
+    for (CheckoutLayout layout :
+         {CheckoutLayout::hostOwnerRepo, CheckoutLayout::ownerRepo, CheckoutLayout::repo, CheckoutLayout::custom}) {
+        expectFailure(failureOf({layout, "work/{repo}"}, hidden), FolderSchemeError::Case::invalidSegment, ".github",
+                      "“.github” can't be used as a folder name.");
+    }
+}
+
+TEST(CheckoutSchemeTest, aTemplateOfTheUsersMayHaveFoldersOfItsOwn) {
+    CheckoutScheme scheme{CheckoutLayout::custom, "work/{owner}/{repo}"};
+    EXPECT_EQ(scheme.relativePath(nested, "me"), (Names{"work", "team", "sub", "app"}));
+}
+
+TEST(CheckoutSchemeTest, anAccountNameOfSpacesIsDropped) {
+    CheckoutScheme scheme{CheckoutLayout::custom, "{account}/{repo}"};
+    EXPECT_EQ(scheme.relativePath(nested, "   "), Names{"app"});
 }
 
 TEST(WorkspaceSchemeTest, itsTokensAreNamedInOrder) {
@@ -221,6 +251,11 @@ TEST(WorkspaceSchemeTest, theDefaultTemplateNamesAccountProjectTaskAndTitle) {
 TEST(WorkspaceSchemeTest, aTitleIsCutAtFortyCharacters) {
     WorkspaceScheme scheme{{"{title}"}};
     EXPECT_EQ(scheme.relativePath("a", "p", "1", std::string(60, 'x')), Names{std::string(40, 'x')});
+    EXPECT_EQ(scheme.relativePath("a", "p", "1", std::string(39, 'x') + " word"), Names{std::string(39, 'x')});
+}
+
+TEST(WorkspaceSchemeTest, aTitleOfSymbolsLeavesTheDashBehindTheTask) {
+    EXPECT_EQ(WorkspaceScheme().relativePath("Work", "app", "12", "→ …!"), (Names{"Work", "app", "12-"}));
 }
 
 TEST(WorkspaceSchemeTest, slashesInNamesMakeNoLevels) {
