@@ -2,37 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "CurlScenario.h"
 #include "MarletCore/BackendError.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 namespace marlet {
 namespace {
-
-// A variable of the environment, as it was when this goes.
-class Environment {
-public:
-    Environment(const char* variable, const std::string& value) : name(variable) {
-        if (const char* current = ::getenv(name)) {
-            before = current;
-        }
-        ::setenv(name, value.c_str(), 1);
-    }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-    ~Environment() {
-        if (before) {
-            ::setenv(name, before->c_str(), 1);
-        } else {
-            ::unsetenv(name);
-        }
-    }
-
-private:
-    const char* name;
-    std::optional<std::string> before;
-};
 
 SocketServer::Script answeringNothing() {
     return SocketServer::answering([](const ReceivedRequest&) { return SocketServer::answer("200 OK", ""); });
@@ -116,8 +91,8 @@ TEST(CurlTransportRequestTest, theEnvironmentsProxyIsUsed) {
     SocketServer proxy(
         SocketServer::answering([](const ReceivedRequest&) { return SocketServer::answer("200 OK", "by proxy"); }));
     CurlScenario scenario;
-    Environment noException("no_proxy", "");
-    Environment variable("http_proxy", proxy.url());
+    EnvironmentVariable noException("no_proxy", "");
+    EnvironmentVariable variable("http_proxy", proxy.url());
 
     EXPECT_EQ(scenario.send(get("http://tasks.example/a")).body, "by proxy");
     EXPECT_EQ(proxy.requests().at(0).line, "GET http://tasks.example/a HTTP/1.1");
@@ -154,7 +129,7 @@ TEST(CurlTransportRequestTest, anAddressThatIsNotOnTheWebIsInvalid) {
 TEST(CurlTransportRequestTest, theSharedTransportNamesTheVersionAndIsOne) {
     SocketServer server(answeringNothing());
     TestLoop loop;
-    ::setenv("no_proxy", "*", 1);
+    EnvironmentVariable direct("no_proxy", "*");
 
     loop.runToEnd(CurlTransport::shared()->send(get(server.url())));
 

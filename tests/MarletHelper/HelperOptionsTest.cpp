@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "EnvironmentScope.h"
 #include "MarletIPC/LineServer.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 namespace marlet {
 namespace {
@@ -41,14 +41,14 @@ TEST(HelperOptionsTest, anythingElseIsRefused) {
 }
 
 TEST(HelperOptionsTest, theUsualSocketIsInTheSessionsFolder) {
-    EnvironmentScope folder("XDG_RUNTIME_DIR", "/run/user/7");
+    EnvironmentVariable folder("XDG_RUNTIME_DIR", "/run/user/7");
     EXPECT_EQ(defaultHelperSocket(), "/run/user/7/io.tolvane.Marlet.Helper.sock");
 }
 
 TEST(HelperOptionsTest, withoutASessionThereIsNoUsualSocket) {
     for (std::optional<std::string> value :
          {std::optional<std::string>(), std::optional<std::string>(""), std::optional<std::string>("relative")}) {
-        EnvironmentScope folder("XDG_RUNTIME_DIR", value);
+        EnvironmentVariable folder("XDG_RUNTIME_DIR", value);
         EXPECT_THROW(defaultHelperSocket(), LineServerError);
     }
 }

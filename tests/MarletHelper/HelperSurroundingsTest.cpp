@@ -6,9 +6,9 @@
 
 #include <list>
 
-#include "EnvironmentScope.h"
 #include "MarletBase/Text.h"
 #include "TestSupport/ChildProcess.h"
+#include "TestSupport/EnvironmentVariable.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
@@ -24,7 +24,7 @@ TEST(HelperSurroundingsTest, everyVariableThatGitKeepsToARepositoryIsDropped) {
         }
     }
     EXPECT_GT(names.size(), 8U);
-    std::list<EnvironmentScope> scopes;
+    std::list<EnvironmentVariable> scopes;
     for (const std::string& name : names) {
         scopes.emplace_back(name, "/elsewhere");
     }
@@ -37,7 +37,7 @@ TEST(HelperSurroundingsTest, everyVariableThatGitKeepsToARepositoryIsDropped) {
 }
 
 TEST(HelperSurroundingsTest, theUsersOwnVariablesOfGitStay) {
-    std::list<EnvironmentScope> scopes;
+    std::list<EnvironmentVariable> scopes;
     for (const char* name :
          {"GIT_CONFIG_GLOBAL", "GIT_CONFIG_COUNT", "GIT_CONFIG_KEY_0", "GIT_CONFIG_VALUE_0", "GIT_CONFIG_PARAMETERS",
           "GIT_SSH_COMMAND", "GIT_AUTHOR_NAME", "GIT_CEILING_DIRECTORIES"}) {
@@ -55,19 +55,19 @@ TEST(HelperSurroundingsTest, theUsersOwnVariablesOfGitStay) {
 
 TEST(HelperSurroundingsTest, homeIsWhatTheEnvironmentSaysOrElseTheSystem) {
     {
-        EnvironmentScope home("HOME", "/home/ada");
+        EnvironmentVariable home("HOME", "/home/ada");
         EXPECT_EQ(userHomeDirectory(), "/home/ada");
     }
     for (std::optional<std::string> none : {std::optional<std::string>(), std::optional<std::string>("")}) {
-        EnvironmentScope home("HOME", none);
+        EnvironmentVariable home("HOME", none);
         EXPECT_EQ(userHomeDirectory(), ::getpwuid(::getuid())->pw_dir);
     }
 }
 
 TEST(HelperSurroundingsTest, theServiceFindsAndRunsWhatThisMachineHas) {
     TemporaryFolder folder;
-    EnvironmentScope home("HOME", folder.path().string());
-    EnvironmentScope path("PATH", "/usr/bin:/bin");
+    EnvironmentVariable home("HOME", folder.path().string());
+    EnvironmentVariable path("PATH", "/usr/bin:/bin");
 
     CheckoutService service = liveCheckoutService();
 

@@ -8,6 +8,7 @@
 #include "MarletKit/PlatformPasswordItems.h"
 #include "MarletKit/SecurityKeychainItems.h"
 #include "TestSupport/DesktopSession.h"
+#include "TestSupport/EnvironmentVariable.h"
 
 namespace marlet {
 namespace {
@@ -294,35 +295,18 @@ TEST_F(SecretServiceTest, aLockedServiceIsAnErrorAndNotAReasonToUseTheFile) {
     EXPECT_FALSE(std::filesystem::exists(tokenFile));
 }
 
-// The environment of this process, for as long as it lives.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const std::string& value) : name(name) {
-        const char* old = ::getenv(name);
-        before = old ? std::optional<std::string>(old) : std::nullopt;
-        ::setenv(name, value.c_str(), 1);
-    }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-    ~ScopedVariable() { before ? ::setenv(name, before->c_str(), 1) : ::unsetenv(name); }
-
-private:
-    const char* name;
-    std::optional<std::string> before;
-};
-
 TEST(SessionBusAddressTest, theVariableNamesTheBus) {
-    ScopedVariable variable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/tmp/one;unix:path=/tmp/two");
+    EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/tmp/one;unix:path=/tmp/two");
 
     EXPECT_EQ(sessionBusAddress(), "unix:path=/tmp/one;unix:path=/tmp/two");
 }
 
 TEST(SessionBusAddressTest, noBusIsStartedForUs) {
     {
-        ScopedVariable variable("DBUS_SESSION_BUS_ADDRESS", "autolaunch:");
+        EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", "autolaunch:");
         EXPECT_EQ(sessionBusAddress(), std::nullopt);
     }
-    ScopedVariable variable("DBUS_SESSION_BUS_ADDRESS", "autolaunch:scope=*;unix:path=/tmp/one;autolaunch:");
+    EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", "autolaunch:scope=*;unix:path=/tmp/one;autolaunch:");
     EXPECT_EQ(sessionBusAddress(), "unix:path=/tmp/one");
 }
 
@@ -330,16 +314,16 @@ TEST(SessionBusAddressTest, withoutTheVariableTheSocketOfTheRuntimeFolderIsTheBu
     DesktopSession session;
     std::string folder = session.address().substr(std::string("unix:path=").size());
     folder.resize(folder.rfind('/'));
-    ScopedVariable variable("DBUS_SESSION_BUS_ADDRESS", "");
-    ScopedVariable runtime("XDG_RUNTIME_DIR", folder);
+    EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", "");
+    EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder);
 
     EXPECT_EQ(sessionBusAddress(), session.address());
 }
 
 TEST(SessionBusAddressTest, withoutThatSocketThereIsNoBus) {
     TemporaryFolder folder;
-    ScopedVariable variable("DBUS_SESSION_BUS_ADDRESS", "");
-    ScopedVariable runtime("XDG_RUNTIME_DIR", folder.path().string());
+    EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", "");
+    EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder.path().string());
     EXPECT_EQ(sessionBusAddress(), std::nullopt);
 
     std::ofstream(folder.path() / "bus") << "not a socket";

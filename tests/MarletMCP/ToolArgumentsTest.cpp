@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <limits>
 
 #include "MarletMCP/MCPTool.h"
+#include "TestSupport/TimeZone.h"
 
 namespace marlet {
 namespace {
@@ -42,30 +41,6 @@ std::vector<JSONValue> allBut(const std::string& kind) {
     }
     return values;
 }
-
-// Sets the time zone of the process for one test.
-class TimeZone {
-public:
-    explicit TimeZone(const char* zone) {
-        const char* current = std::getenv("TZ");
-        before = current ? std::optional<std::string>(current) : std::nullopt;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    TimeZone(const TimeZone&) = delete;
-    TimeZone& operator=(const TimeZone&) = delete;
-    ~TimeZone() {
-        if (before) {
-            setenv("TZ", before->c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
-        tzset();
-    }
-
-private:
-    std::optional<std::string> before;
-};
 
 }  // namespace
 
