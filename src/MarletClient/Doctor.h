@@ -37,8 +37,7 @@ struct Finding {
 std::vector<Finding> examineFolder(const std::filesystem::path& folder);
 // Looks through the databases of an engine that runs.
 Finding examineDatabases(const DataFolder& folder);
-// Whether the tokens of these accounts could be read.
-Finding examineSecrets(const DataFolder& folder, const std::vector<UUID>& accounts);
+Finding examineSecrets(const DataFolder& folder);
 // The kept endpoint of a Marlet that doesn't run: whether it could.
 Finding examineEndpoint(const DataFolder& folder);
 // What the caller's PATH tells, where no helper tells more.

@@ -89,14 +89,11 @@ int portError(int64_t port) {
 }
 
 // Reads from the keychain that is used here, and throws what keeps it from that.
-bool hasKeyring(KeychainItems& items, const std::vector<UUID>& accounts) {
-    // That it answers shows also by asking for what nobody put there, that it is locked only by what it holds.
+bool hasKeyring(KeychainItems& items) {
+    // Whether it answers, and whether it is locked, shows also by asking for what nobody put there.
     std::string nobody = UUID().text();
     try {
         items.read(nobody, false);
-        for (const UUID& account : accounts) {
-            items.read(account.text(), false);
-        }
         return true;
     } catch (const KeychainError& error) {
         if (error.status != keychainUnavailable) {
@@ -186,12 +183,12 @@ Finding examineDatabases(const DataFolder& folder) {
     return {"store", Standing::attention, damage};
 }
 
-Finding examineSecrets(const DataFolder& folder, const std::vector<UUID>& accounts) {
+Finding examineSecrets(const DataFolder& folder) {
     SecurityKeychainItems items(keychainService, std::make_shared<PlatformPasswordItems>(folder.tokenFile()));
     Finding finding{"secrets"};
     finding.facts["store"] = nullptr;
     try {
-        bool isKeyring = hasKeyring(items, accounts);
+        bool isKeyring = hasKeyring(items);
         finding.facts["store"] = isKeyring ? "keyring" : "file";
         finding.message = isKeyring ? std::string("The desktop's keyring answers, and keeps the tokens.")
                                     : fmt::format("Without a keyring here, tokens are kept in {}, for you alone.",

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
 
@@ -69,11 +70,10 @@ Finding servedEndpointFinding(const std::string& endpoint) {
 }
 
 // `served`: where agents are, if they are.
-Async<std::vector<Finding>> computerFindings(DataFolder folder, std::vector<UUID> accounts,
-                                             std::optional<std::string> served) {
+Async<std::vector<Finding>> computerFindings(DataFolder folder, std::optional<std::string> served) {
     std::vector<Finding> findings = examineFolder(folder.path());
     findings.push_back(examineDatabases(folder));
-    findings.push_back(examineSecrets(folder, accounts));
+    findings.push_back(examineSecrets(folder));
     findings.push_back(daemonFinding(served.has_value()));
     findings.push_back(served ? servedEndpointFinding(*served) : examineEndpoint(folder));
     co_return findings;
@@ -169,13 +169,10 @@ Async<CommandReply> doctor(Engine& engine, DoctorOptions options) {
     Executor executor = co_await boost::asio::this_coro::executor;
     Examination found;
     std::vector<Account> accounts = co_await remoteAccounts(engine.store(), found.troubles);
-    std::vector<UUID> ids;
-    std::transform(accounts.begin(), accounts.end(), std::back_inserter(ids),
-                   [](const Account& account) { return account.id; });
     found.accounts.resize(accounts.size());
     BackgroundTasks examinations(executor);
     examinations.start(examineTools(engine.helper(), options, found.tools));
-    Async<std::vector<Finding>> ofComputer = computerFindings(engine.folder(), std::move(ids), servedEndpoint(engine));
+    Async<std::vector<Finding>> ofComputer = computerFindings(engine.folder(), servedEndpoint(engine));
     examinations.start(keepFindings(std::move(ofComputer), found.computer));
     for (size_t index = 0; index < accounts.size(); ++index) {
         Async<Finding> ofAccount = examineAccount(engine.services(), accounts[index]);

@@ -78,7 +78,7 @@ CommandReply examineWithoutEngine(const std::filesystem::path& folder, const Doc
     std::error_code error;
     if (std::filesystem::is_directory(folder, error)) {
         DataFolder opened = DataFolder::open(folder);
-        findings.push_back(examineSecrets(opened, {}));
+        findings.push_back(examineSecrets(opened));
         findings.push_back(examineEndpoint(opened));
     }
     return doctorReply(findings);
