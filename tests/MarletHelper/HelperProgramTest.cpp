@@ -148,8 +148,7 @@ TEST_F(HelperProgramTest, itsCommandsInheritNoneOfItsDescriptors) {
 }
 
 TEST_F(HelperProgramTest, itLearnsTheEndsOfItsCommandsAlsoWhereItsStarterIgnoresThem) {
-    auto helper =
-        launch({"/bin/sh", "-c", R"(trap '' CHLD; exec "$1" --socket "$2")", "sh", helperProgram, socket.string()});
+    auto helper = launch({"/usr/bin/env", "--ignore-signal=CHLD", helperProgram, "--socket", socket.string()});
     ASSERT_TRUE(listens(socket));
     EXPECT_EQ(whatClaudePrints("echo done"), "done");
 }

@@ -149,6 +149,16 @@ TEST_F(ProcessStopTest, aCommandThatLeftAChildInItsGroupIsStoppedToo) {
     EXPECT_TRUE(lifeline.isLeft()) << "a child of the command's lives on";
 }
 
+TEST_F(ProcessStopTest, aCommandThatLeftItsGroupAndIgnoresTerminationIsKilledToo) {
+    const std::string leaveDeaf =
+        "$SIG{TERM} = 'IGNORE'; setpgrp(0, getpgrp(getppid)); $| = 1; print 'moved on'; sleep 60";
+
+    CommandResult result = timed({.executable = "/usr/bin/perl", .arguments = {"-e", leaveDeaf}, .timeout = 1});
+
+    EXPECT_EQ(result, (CommandResult{SIGKILL, "moved on", "", true}));
+    EXPECT_LT(elapsed, 11);
+}
+
 TEST_F(ProcessStopTest, aDaemonThatHoldsTheOutputHoldsUpNobody) {
     CommandResult result = timed(shell("(echo up >&3; exec sleep 600) 3>$LIFE & echo $!", 300));
 
