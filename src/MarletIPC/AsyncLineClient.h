@@ -12,8 +12,9 @@ namespace marlet {
 // One connection to a LineServer, for use on an event loop: on the executor that it was connected on.
 class AsyncLineClient {
 public:
-    // No value when nobody listens at `path`, or nobody can be let in just now. Throws std::system_error for a path
-    // that can't be used at all.
+    // No value when nobody listens at `path`, or nobody can be let in just now. Throws LineClientError when it is
+    // another user who listens, since secrets are said here, and std::system_error for a path that can't be used at
+    // all.
     static Async<std::optional<AsyncLineClient>> connect(std::filesystem::path path);
 
     AsyncLineClient(AsyncLineClient&&) noexcept;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -30,14 +31,18 @@ public:
 
     // Room for what comes next. Tell with added() how much of it came.
     std::span<char> room() {
-        constexpr size_t step = 65536;
         size_t filled = received.size();
+        size_t step = std::clamp(filled, leastRoom, mostRoom);
         received.resize(filled + step);
         return {received.data() + filled, step};
     }
     void added(size_t count, std::span<char> room) { received.resize(received.size() - room.size() + count); }
 
 private:
+    // Who waits for a line holds little memory; a long one comes in few steps.
+    static constexpr size_t leastRoom = 4096;
+    static constexpr size_t mostRoom = 65536;
+
     std::string received;
     size_t searched = 0;  // no line ends before
 };

@@ -23,8 +23,9 @@ public:
 // One connection to a LineServer. Its calls block the calling thread.
 class LineClient {
 public:
-    // No value when nobody listens at `path`, or nobody can be let in just now. Throws std::system_error for a path
-    // that can't be used at all.
+    // No value when nobody listens at `path`, or nobody can be let in just now. Throws LineClientError when it is
+    // another user who listens, since secrets are said here, and std::system_error for a path that can't be used at
+    // all.
     static std::optional<LineClient> connect(const std::filesystem::path& path);
 
     LineClient(LineClient&& other) noexcept;

@@ -131,7 +131,11 @@ void LineServer::State::open(Protocol::socket socket) {
 
 Async<void> LineServer::State::serve(std::shared_ptr<Session> session) {
     auto self = shared_from_this();
-    co_await converse(session);
+    try {
+        co_await converse(session);
+    } catch (const std::exception&) {
+        // There was no memory for a line. What goes on is with the others.
+    }
     error_code ignored;
     session->socket.shutdown(Protocol::socket::shutdown_both, ignored);
     session->socket.close(ignored);

@@ -26,7 +26,8 @@ struct LineReply {
 
 // What a server says.
 struct LineService {
-    // Answers one line; must not throw. Sessions are served side by side, the lines of one session in order.
+    // Answers one line. Sessions are served side by side, the lines of one session in order. One whose answer throws
+    // ends without it.
     std::function<Async<LineReply>(std::string line)> answer;
     // Sent for a line that is too long; the session ends with it.
     std::string lineTooLong;
@@ -44,8 +45,9 @@ public:
     LineServer& operator=(const LineServer&) = delete;
     ~LineServer();
 
-    // On a socket of its own that is the user's alone (mode 0600). Takes over a socket file that a dead process left.
-    // Throws LineServerError when a live one answers there, and std::system_error when the socket can't be made.
+    // On a socket of its own that is the user's alone (mode 0600). Takes over a socket file that a dead process left;
+    // any other file stays. Throws LineServerError when a live one answers there, and std::system_error when the socket
+    // can't be made.
     Async<void> listen(std::filesystem::path path);
     // On a socket that outlives this process: its file stays, and so do those who wait to be let in.
     Async<void> listen(InheritedListener inherited);

@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include "MarletBase/PrivateFile.h"
-#include "MarletIPC/LineClient.h"
 #include "MarletIPC/LineServer.h"
 #include "MarletIPC/ListenerInternal.h"
 #include "MarletIPC/SocketPathInternal.h"
@@ -14,13 +13,21 @@
 namespace marlet {
 namespace {
 
+// Anything else that has the name is somebody's file, and stays.
+void removeSocket(const std::filesystem::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode)) {
+        ::unlink(path.c_str());
+    }
+}
+
 int listenAt(const std::filesystem::path& path) {
     // Held while the file is looked at and made, so that two listeners can't take over the same dead one.
     FolderLock lock(path.parent_path());
-    if (LineClient::connect(path)) {
+    if (somebodyListens(path)) {
         throw LineServerError(fmt::format("Another process already answers at {}.", path.string()));
     }
-    ::unlink(path.c_str());
+    removeSocket(path);
     SocketPath shortPath(path);
     sockaddr_un address = shortPath.address();
     int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 
+#include "MarletIPC/LineClient.h"
 #include "MarletIPC/SocketPathInternal.h"
 
 namespace marlet {
@@ -40,9 +42,30 @@ sockaddr_un SocketPath::address() const {
     return result;
 }
 
-std::optional<int> connectedSocket(const std::filesystem::path& path) {
+namespace {
+
+// The user who made the other side: for a connection to a listener, who made it listen.
+std::optional<uid_t> peerUser(int descriptor) {
+#ifdef __linux__
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    bool isKnown = ::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+    return isKnown ? std::optional(peer.uid) : std::nullopt;
+#else
+    uid_t user = 0;
+    gid_t group = 0;
+    return ::getpeereid(descriptor, &user, &group) == 0 ? std::optional(user) : std::nullopt;
+#endif
+}
+
+struct Attempt {
+    int descriptor = -1;
+    int error = 0;
+};
+
+Attempt tryToConnect(const std::filesystem::path& path) {
     if (!std::filesystem::exists(path.parent_path())) {
-        return std::nullopt;
+        return {-1, ENOENT};
     }
     SocketPath shortPath(path);
     sockaddr_un address = shortPath.address();
@@ -51,15 +74,47 @@ std::optional<int> connectedSocket(const std::filesystem::path& path) {
         throw std::system_error(errno, std::generic_category(), "socket");
     }
     if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-        return descriptor;
+        return {descriptor, 0};
     }
     int error = errno;
     ::close(descriptor);
-    // EAGAIN: more clients wait in line than the listener takes.
-    if (error == ENOENT || error == ECONNREFUSED || error == EAGAIN || error == EINTR) {
+    return {-1, error};
+}
+
+// More clients wait in line than the listener takes.
+bool isCrowded(int error) {
+    return error == EAGAIN || error == EINTR;
+}
+
+bool isAbsent(int error) {
+    return error == ENOENT || error == ECONNREFUSED;
+}
+
+}  // namespace
+
+std::optional<int> connectedSocket(const std::filesystem::path& path) {
+    Attempt attempt = tryToConnect(path);
+    if (attempt.descriptor >= 0) {
+        if (peerUser(attempt.descriptor) != ::geteuid()) {
+            ::close(attempt.descriptor);
+            throw LineClientError(fmt::format("A process of another user answers at {}.", path.string()));
+        }
+        return attempt.descriptor;
+    }
+    if (isAbsent(attempt.error) || isCrowded(attempt.error)) {
         return std::nullopt;
     }
-    throw std::system_error(error, std::generic_category(), "connect");
+    throw std::system_error(attempt.error, std::generic_category(), "connect");
+}
+
+bool somebodyListens(const std::filesystem::path& path) {
+    Attempt attempt = tryToConnect(path);
+    if (attempt.descriptor >= 0) {
+        ::close(attempt.descriptor);
+    } else if (!isAbsent(attempt.error) && !isCrowded(attempt.error)) {
+        throw std::system_error(attempt.error, std::generic_category(), "connect");
+    }
+    return !isAbsent(attempt.error);
 }
 
 }  // namespace marlet

@@ -28,7 +28,11 @@ private:
 };
 
 // A socket connected to whoever listens at `path`; the caller closes it. It doesn't block. No value when nobody
-// listens, or nobody can be let in just now. Throws std::system_error for a path that can't be used at all.
+// listens, or nobody can be let in just now. Throws LineClientError when it is another user who listens, and
+// std::system_error for a path that can't be used at all.
 std::optional<int> connectedSocket(const std::filesystem::path& path);
+
+// Whoever it is, and whether or not there is still room to wait in line.
+bool somebodyListens(const std::filesystem::path& path);
 
 }  // namespace marlet

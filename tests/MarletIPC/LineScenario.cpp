@@ -88,6 +88,9 @@ Async<LineReply> RunningServer::answer(std::string line) {
         boost::system::error_code ignored;
         co_await gate.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, ignored));
     }
+    if (line == "throw") {
+        throw std::runtime_error("no answer");
+    }
     if (line.starts_with("long ")) {
         co_return LineReply{std::string(std::stoul(line.substr(5)), 'x')};
     }
@@ -153,11 +156,11 @@ std::string RawPeer::readLine() {
     return line;
 }
 
-int rawListener(const std::filesystem::path& path) {
+int rawListener(const std::filesystem::path& path, int room) {
     int listener = newSocket();
     sockaddr_un address = addressOf(path);
     EXPECT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(::listen(listener, 16), 0);
+    EXPECT_EQ(::listen(listener, room), 0);
     return listener;
 }
 

@@ -16,7 +16,7 @@
 namespace marlet {
 
 // A server on a thread of its own. "echo X" is answered with X, "long N" with N letters, "wait" once release() is
-// called, "end" ends the session, and anything else is given back.
+// called, "end" ends the session, "throw" is a failure, and anything else is given back.
 class RunningServer {
 public:
     explicit RunningServer(std::filesystem::path path);
@@ -72,7 +72,7 @@ private:
     std::string received;
 };
 
-// A socket that listens at `path`; the caller closes it.
-int rawListener(const std::filesystem::path& path);
+// A socket that listens at `path`, where so many may wait to be let in; the caller closes it.
+int rawListener(const std::filesystem::path& path, int room = 16);
 
 }  // namespace marlet

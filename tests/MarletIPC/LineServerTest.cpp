@@ -7,9 +7,11 @@
 
 #include <fstream>
 #include <future>
+#include <list>
 
 #include "LineScenario.h"
 #include "MarletIPC/LineClient.h"
+#include "TestSupport/OrdinaryUser.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
@@ -149,6 +151,13 @@ TEST_F(LineServerTest, aPeerThatGoesAwayInTheMiddleHarmsNobodyElse) {
     EXPECT_EQ(LineClient::connect(path)->ask("echo more"), "more");
 }
 
+TEST_F(LineServerTest, anAnswerThatFailsEndsItsSessionAlone) {
+    RunningServer server(path);
+    std::optional<LineClient> other = LineClient::connect(path);
+    EXPECT_EQ(LineClient::connect(path)->ask("throw"), std::nullopt);
+    EXPECT_EQ(other->ask("echo more"), "more");
+}
+
 TEST_F(LineServerTest, aReplyCanEndTheSession) {
     RunningServer server(path);
     RawPeer peer(path);
@@ -190,6 +199,43 @@ TEST_F(LineServerTest, aSocketThatALiveServerAnswersOnIsLeftToIt) {
     RunningServer first(path);
     EXPECT_THROW(RunningServer second(path), LineServerError);
     EXPECT_EQ(LineClient::connect(path)->ask("echo still"), "still");
+}
+
+TEST_F(LineServerTest, aListenerThatLetsNobodyInIsALiveOneToo) {
+    int listener = rawListener(path, 0);
+    std::list<LineClient> waiting;
+    while (std::optional<LineClient> next = LineClient::connect(path)) {
+        waiting.push_back(std::move(*next));
+    }
+    EXPECT_THROW(RunningServer second(path), LineServerError);
+    ::close(listener);
+}
+
+TEST_F(LineServerTest, aFileThatIsNoSocketStays) {
+    std::ofstream(path) << "mine";
+    EXPECT_THROW(RunningServer server(path), std::system_error);
+    EXPECT_TRUE(std::filesystem::is_regular_file(path));
+
+    std::filesystem::path link = folder.path() / "link";
+    std::filesystem::create_symlink("nowhere", link);
+    EXPECT_THROW(RunningServer server(link), std::system_error);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
+TEST_F(LineServerTest, anotherUsersListenerIsToldNothing) {
+    if (::geteuid() != 0) {
+        return;  // only the superuser can be two
+    }
+    RunningServer server(path);
+    ::chmod(path.c_str(), 0666);
+    ::chmod(folder.path().c_str(), 0755);
+    OrdinaryUser user;
+    try {
+        LineClient::connect(path);
+        FAIL() << "It is connected.";
+    } catch (const LineClientError& error) {
+        EXPECT_EQ(error.errorDescription(), "A process of another user answers at " + path.string() + ".");
+    }
 }
 
 TEST_F(LineServerTest, aFolderThatIsMissingIsToldWithThePath) {
