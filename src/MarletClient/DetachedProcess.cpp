@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <system_error>
 
 namespace marlet {
@@ -25,11 +28,13 @@ public:
             ::posix_spawn_file_actions_addopen(&actions, place, "/dev/null", flags, 0);
         }
     }
-    void closeOthers() { ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1); }
+    void keep(int descriptor) { ::posix_spawn_file_actions_adddup2(&actions, descriptor, firstOther++); }
+    void closeOthers() { ::posix_spawn_file_actions_addclosefrom_np(&actions, firstOther); }
     const posix_spawn_file_actions_t* get() const { return &actions; }
 
 private:
     posix_spawn_file_actions_t actions{};
+    int firstOther = STDERR_FILENO + 1;
 };
 
 class SpawnAttributes {
@@ -55,11 +60,14 @@ private:
 
 }  // namespace
 
-pid_t startDetached(std::vector<std::string> arguments, int input, int errors) {
+pid_t startDetached(std::vector<std::string> arguments, int input, int errors, int kept) {
     SpawnActions actions;
     actions.give(input, STDIN_FILENO, O_RDONLY);
     actions.give(-1, STDOUT_FILENO, O_WRONLY);
     actions.give(errors, STDERR_FILENO, O_WRONLY);
+    if (kept >= 0) {
+        actions.keep(kept);
+    }
     actions.closeOthers();
     SpawnAttributes attributes;
     std::vector<char*> texts;
@@ -73,6 +81,27 @@ pid_t startDetached(std::vector<std::string> arguments, int input, int errors) {
         throw std::system_error(error, std::generic_category(), arguments.front());
     }
     return process;
+}
+
+std::vector<pid_t> processesOfSession(pid_t process) {
+    std::vector<pid_t> found;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
+        std::ifstream file(entry.path() / "stat");
+        std::string text;
+        std::getline(file, text, '\0');
+        // The program's name comes before, in brackets, and holds whatever it likes.
+        std::istringstream rest(text.substr(text.rfind(')') + 1));
+        char state = 0;
+        pid_t parent = 0;
+        pid_t group = 0;
+        pid_t session = 0;
+        rest >> state >> parent >> group >> session;
+        if (session == process && state != 'Z') {
+            found.push_back(std::stoi(entry.path().filename().string()));
+        }
+    }
+    return found;
 }
 
 // By its number: the C library's own declaration can't be linked from C++.

@@ -1,13 +1,18 @@
 #include "MarletClient/HelperChild.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <cerrno>
 #include <csignal>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -20,6 +25,22 @@ namespace marlet {
 namespace {
 
 constexpr const char* programName = "MarletHelper";
+
+constexpr std::chrono::seconds restPatience(5);
+constexpr std::chrono::milliseconds restPause(10);
+
+enum class Life { running, exited, killed };
+
+// Its number stays its own, and that of its session, until it is waited for otherwise.
+Life lifeOf(pid_t process) {
+    siginfo_t end{};
+    // Whoever started this process may have had it ignore its children's ends; then nothing tells how they were.
+    bool isForgotten = ::waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT) != 0;
+    if (!isForgotten && end.si_pid == 0) {
+        return Life::running;
+    }
+    return end.si_code == CLD_KILLED || end.si_code == CLD_DUMPED ? Life::killed : Life::exited;
+}
 
 [[noreturn]] void throwSystemError(int error, const char* what) {
     throw std::system_error(error, std::generic_category(), what);
@@ -71,13 +92,28 @@ std::optional<std::filesystem::path> HelperChild::program() {
     return programOnPath(programName);
 }
 
+std::unique_ptr<HelperChild> HelperChild::tryStart(const Executor& executor, const std::filesystem::path& program,
+                                                   const std::filesystem::path& socket) {
+    std::filesystem::path file = socket;
+    file += ".lock";
+    // The child keeps it open, and so has the lock for as long as it lives, whoever started it.
+    Descriptor turn(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (turn.get() >= 0 && ::flock(turn.get(), LOCK_EX | LOCK_NB) == 0) {
+        return std::unique_ptr<HelperChild>(new HelperChild(executor, program, socket, turn.get()));
+    }
+    if (turn.get() >= 0 && errno == EWOULDBLOCK) {
+        return nullptr;
+    }
+    throwSystemError(errno, file.c_str());
+}
+
 HelperChild::HelperChild(const Executor& executor, const std::filesystem::path& program,
-                         const std::filesystem::path& socket)
+                         const std::filesystem::path& socket, int turn)
     : handle(executor) {
     Pipe in;
     Pipe err;
     process = startDetached({program.string(), "--socket", socket.string(), "--until-input-ends"}, in.readEnd.get(),
-                            err.writeEnd.get());
+                            err.writeEnd.get(), turn);
     Descriptor opened(processHandle(process));
     if (opened.get() < 0) {
         int error = errno;
@@ -94,12 +130,11 @@ HelperChild::HelperChild(const Executor& executor, const std::filesystem::path& 
 HelperChild::~HelperChild() {
     endInput();
     ::close(complaints);
-    hasEnded();
+    ::waitpid(process, nullptr, WNOHANG);
 }
 
-bool HelperChild::hasEnded() {
-    isReaped = isReaped || ::waitpid(process, nullptr, WNOHANG) == process;
-    return isReaped;
+bool HelperChild::hasEnded() const {
+    return lifeOf(process) != Life::running;
 }
 
 std::string HelperChild::lastWords() const {
@@ -126,7 +161,29 @@ Async<void> HelperChild::ended(std::chrono::seconds patience) {
     if (!hasEnded()) {
         ::kill(process, SIGKILL);
         co_await handle.async_wait(Handle::wait_read, boost::asio::use_awaitable);
-        hasEnded();
+    }
+    if (lifeOf(process) == Life::killed) {
+        co_await stopRest();
+    }
+}
+
+Async<void> HelperChild::stopRest() {
+    boost::asio::steady_timer pause(handle.get_executor());
+    auto deadline = std::chrono::steady_clock::now() + restPatience;
+    std::set<pid_t> told;  // git takes a second signal for a reason to leave its half-done work where it is
+    std::vector<pid_t> rest = processesOfSession(process);
+    while (!rest.empty() && std::chrono::steady_clock::now() < deadline) {
+        for (pid_t one : rest) {
+            if (told.insert(one).second) {
+                ::kill(one, SIGTERM);
+            }
+        }
+        pause.expires_after(restPause);
+        co_await pause.async_wait(boost::asio::use_awaitable);
+        rest = processesOfSession(process);
+    }
+    for (pid_t one : rest) {
+        ::kill(one, SIGKILL);
     }
 }
 

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <cstdlib>
 #include <list>
 
@@ -61,9 +63,25 @@ HelperReply replyIn(const std::string& line) {
     return reply;
 }
 
-[[noreturn]] void throwStopped() {
-    throw CommandError("Marlet was stopped before the work was done. Try again once it runs.");
-}
+// Times to look again, further and further apart.
+class Patience {
+public:
+    Patience(const Executor& executor, std::chrono::seconds limit)
+        : timer(executor), deadline(std::chrono::steady_clock::now() + limit) {}
+
+    bool hasEnded() const { return std::chrono::steady_clock::now() >= deadline; }
+
+    Async<void> pause() {
+        timer.expires_after(length);
+        length = std::min(length * 2, longestPause);
+        co_await timer.async_wait(withoutThrowing);
+    }
+
+private:
+    boost::asio::steady_timer timer;
+    std::chrono::steady_clock::time_point deadline;
+    std::chrono::milliseconds length = shortestPause;
+};
 
 }  // namespace
 
@@ -77,7 +95,7 @@ public:
     State(Executor loop, std::filesystem::path socket)
         : executor(loop),
           childSocket(std::move(socket)),
-          started(std::move(loop), std::chrono::steady_clock::time_point::max()) {}
+          changed(std::move(loop), std::chrono::steady_clock::time_point::max()) {}
 
     Async<HelperReply> ask(HelperRequest request);
     void stop();
@@ -86,7 +104,9 @@ public:
     Way way = Way::child;
 
 private:
+    void throwIfStopping() const;
     Async<AsyncLineClient> connect();
+    Async<std::optional<AsyncLineClient>> connectToService();
     Async<AsyncLineClient> connectToChild();
     Async<AsyncLineClient> startChild();
     Async<AsyncLineClient> firstConnection();
@@ -96,29 +116,46 @@ private:
     std::filesystem::path childSocket;
     std::unique_ptr<HelperChild> child;
     bool isStarting = false;
-    boost::asio::steady_timer started;  // cancelled whenever a start has come to its end
+    boost::asio::steady_timer changed;  // cancelled whenever a start or a question has come to its end
     bool isStopping = false;
     std::list<boost::asio::cancellation_signal> underWay;
 };
 
+void HelperConnection::State::throwIfStopping() const {
+    if (isStopping) {
+        throw CommandError("Marlet was stopped before the work was done. Try again once it runs.");
+    }
+}
+
 Async<AsyncLineClient> HelperConnection::State::connect() {
-    std::optional<std::filesystem::path> service = serviceSocket();
-    if (service && isSocketOf(::geteuid(), *service)) {
-        std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(*service);
-        if (client) {
-            way = Way::service;
-            co_return std::move(*client);
-        }
+    std::optional<AsyncLineClient> service = co_await connectToService();
+    if (service) {
+        way = Way::service;
+        co_return std::move(*service);
     }
     AsyncLineClient client = co_await connectToChild();
     way = Way::child;
     co_return client;
 }
 
+Async<std::optional<AsyncLineClient>> HelperConnection::State::connectToService() {
+    std::optional<std::filesystem::path> socket = serviceSocket();
+    if (!socket || !isSocketOf(::geteuid(), *socket)) {
+        co_return std::nullopt;
+    }
+    try {
+        co_return co_await AsyncLineClient::connect(*socket);
+    } catch (const std::exception&) {
+        // Whatever stands there, the child is somewhere else.
+        co_return std::nullopt;
+    }
+}
+
 Async<AsyncLineClient> HelperConnection::State::connectToChild() {
     while (isStarting) {
-        co_await started.async_wait(withoutThrowing);
+        co_await changed.async_wait(withoutThrowing);
     }
+    throwIfStopping();
     if (child && !child->hasEnded()) {
         std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(childSocket);
         if (client) {
@@ -140,24 +177,31 @@ Async<AsyncLineClient> HelperConnection::State::startChild() {
         Start& operator=(const Start&) = delete;
         ~Start() {
             state.isStarting = false;
-            state.started.cancel();
+            state.changed.cancel();
         }
         State& state;
     } start(*this);
     if (child) {
         child->endInput();
         co_await child->ended(endPatience);
+        child.reset();
     }
-    child = std::make_unique<HelperChild>(executor, *program, childSocket);
+    Patience patience(executor, endPatience);
+    throwIfStopping();
+    while (!(child = HelperChild::tryStart(executor, *program, childSocket))) {
+        if (patience.hasEnded()) {
+            throw CommandError("The helper of a Marlet that has ended is still at work. Try again in a moment.");
+        }
+        co_await patience.pause();
+        throwIfStopping();
+    }
     co_return co_await firstConnection();
 }
 
 // The child says nothing when it is ready: it is as soon as it can be connected to.
 Async<AsyncLineClient> HelperConnection::State::firstConnection() {
-    auto deadline = std::chrono::steady_clock::now() + startPatience;
-    boost::asio::steady_timer pause(executor);
-    for (auto length = shortestPause; std::chrono::steady_clock::now() < deadline && !isStopping;
-         length = std::min(length * 2, longestPause)) {
+    for (Patience patience(executor, startPatience); !patience.hasEnded(); co_await patience.pause()) {
+        throwIfStopping();
         std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(childSocket);
         if (client) {
             co_return std::move(*client);
@@ -167,13 +211,9 @@ Async<AsyncLineClient> HelperConnection::State::firstConnection() {
             throw CommandError(
                 fmt::format("The helper ended as soon as it was started.{}{}", words.empty() ? "" : " ", words));
         }
-        pause.expires_after(length);
-        co_await pause.async_wait(withoutThrowing);
     }
     child->endInput();
-    if (isStopping) {
-        throwStopped();
-    }
+    throwIfStopping();
     throw CommandError(
         fmt::format("The helper was started, but didn't answer within {} seconds.", startPatience.count()));
 }
@@ -190,6 +230,7 @@ Async<std::optional<std::string>> HelperConnection::State::answer(AsyncLineClien
         failure = std::current_exception();
     }
     underWay.erase(signal);
+    changed.cancel();
     if (failure && !isStopping) {
         std::rethrow_exception(failure);
     }
@@ -197,14 +238,10 @@ Async<std::optional<std::string>> HelperConnection::State::answer(AsyncLineClien
 }
 
 Async<HelperReply> HelperConnection::State::ask(HelperRequest request) {
-    if (isStopping) {
-        throwStopped();
-    }
+    throwIfStopping();
     AsyncLineClient client = co_await connect();
     std::optional<std::string> line = co_await answer(std::move(client), request.line());
-    if (isStopping) {
-        throwStopped();
-    }
+    throwIfStopping();
     if (!line) {
         throw CommandError("The helper ended before it answered. Try again.");
     }
@@ -223,8 +260,8 @@ void HelperConnection::State::stop() {
 
 Async<void> HelperConnection::State::drain() {
     stop();
-    while (isStarting) {
-        co_await started.async_wait(withoutThrowing);
+    while (isStarting || !underWay.empty()) {
+        co_await changed.async_wait(withoutThrowing);
     }
     if (child) {
         child->endInput();

@@ -1,7 +1,11 @@
 #include "MarletClient/HelperConnection.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <boost/asio/redirect_error.hpp>
@@ -13,6 +17,7 @@
 
 #include "MarletClient/Commands.h"
 #include "MarletIPC/LineServer.h"
+#include "TestSupport/EnvironmentVariable.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "TestSupport/TestLoop.h"
 
@@ -22,6 +27,8 @@ namespace {
 using testing::HasSubstr;
 
 const HelperRequest opening{HelperRequest::OpenInCopilot{"/nowhere/at/all"}};
+
+const std::string helpersWords = "/nowhere/at/all isn't the top folder of a git checkout.";
 
 // A helper of the session that says one thing, or nothing at all, and a connection that finds it there.
 class ScriptedService {
@@ -116,6 +123,16 @@ TEST(HelperConnectionTest, aStopEndsWhatIsUnderWayAndWhatComesLater) {
     EXPECT_THAT(service.failure(), HasSubstr("Marlet was stopped"));
 }
 
+TEST(HelperConnectionTest, aDrainAwaitsTheAnswersThatAreUnderWay) {
+    ScriptedService service(std::nullopt);
+    auto outcome = service.loop.start(service.connection.ask(opening));
+    service.loop.runUntil([&] { return !service.asked.empty(); });
+
+    service.loop.runToEnd(service.connection.drain());
+
+    EXPECT_TRUE(outcome->isFinished);
+}
+
 TEST(HelperConnectionTest, onlyASocketOfTheUsersOwnIsTakenForAService) {
     ScriptedService service("");
     std::filesystem::path socket = service.folder.path() / "io.tolvane.Marlet.Helper.sock";
@@ -154,6 +171,16 @@ protected:
         return "(none)";
     }
 
+    // What a child has while it lives; the caller closes it. Negative while one has it.
+    int takeTurn() const {
+        int file = ::open((socket.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+        if (::flock(file, LOCK_EX | LOCK_NB) == 0) {
+            return file;
+        }
+        ::close(file);
+        return -1;
+    }
+
     const std::string path = std::getenv("PATH");
     TemporaryFolder folder;
     // Longer than an address may be.
@@ -167,7 +194,7 @@ TEST_F(HelperChildTest, requestsAtTheSameTimeShareOneChild) {
     auto second = loop.start(connection.ask(opening));
     loop.runUntil([&] { return first->isFinished && second->isFinished; });
     for (const auto& outcome : {first, second}) {
-        EXPECT_EQ(localizedDescription(outcome->error), "/nowhere/at/all isn't the top folder of a git checkout.");
+        EXPECT_EQ(localizedDescription(outcome->error), helpersWords);
     }
     EXPECT_EQ(ownChildren().size(), 1U);
     EXPECT_EQ(connection.way(), HelperConnection::Way::child);
@@ -180,10 +207,10 @@ TEST_F(HelperChildTest, aChildThatHasGoneIsStartedAgain) {
     ::kill(ownChildren().at(0), SIGKILL);
     // It may take the first question with it.
     std::string words;
-    for (int tries = 0; tries < 100 && words != "/nowhere/at/all isn't the top folder of a git checkout."; ++tries) {
+    for (int tries = 0; tries < 100 && words != helpersWords; ++tries) {
         words = failure();
     }
-    EXPECT_EQ(words, "/nowhere/at/all isn't the top folder of a git checkout.");
+    EXPECT_EQ(words, helpersWords);
     EXPECT_EQ(ownChildren().size(), 1U);
 }
 
@@ -193,6 +220,68 @@ TEST_F(HelperChildTest, aStopDuringTheStartEndsTheChildToo) {
     loop.runToEnd(connection.drain());
     loop.runUntil([&] { return asked->isFinished; });
     EXPECT_THAT(localizedDescription(asked->error), HasSubstr("Marlet was stopped"));
+}
+
+TEST_F(HelperChildTest, aServiceThatCantBeReachedIsPassedOver) {
+    EnvironmentVariable session("XDG_RUNTIME_DIR", folder.path().string());
+    std::filesystem::path service = folder.path() / "io.tolvane.Marlet.Helper.sock";
+    sockaddr_un address{AF_UNIX, {}};
+    service.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    // Of another kind than a helper's; then nobody's any more.
+    int listener = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(failure(), helpersWords);
+    ::close(listener);
+    EXPECT_EQ(failure(), helpersWords);
+    EXPECT_EQ(connection.way(), HelperConnection::Way::child);
+}
+
+TEST_F(HelperChildTest, aChildBeginsOnlyOnceTheOneBeforeHasEnded) {
+    int before = takeTurn();
+    auto outcome = loop.start(connection.ask(opening));
+    boost::asio::steady_timer timer(loop.executor(), std::chrono::milliseconds(200));
+    bool isOver = false;
+    timer.async_wait([&](auto) { isOver = true; });
+    loop.runUntil([&] { return isOver; });
+    EXPECT_FALSE(outcome->isFinished);
+    EXPECT_EQ(ownChildren(), std::vector<int>());
+
+    ::close(before);
+
+    loop.runUntil([&] { return outcome->isFinished; });
+    EXPECT_EQ(localizedDescription(outcome->error), helpersWords);
+}
+
+TEST_F(HelperChildTest, aChildHasItsTurnForAsLongAsItLives) {
+    EXPECT_EQ(failure(), helpersWords);
+    EXPECT_EQ(takeTurn(), -1);
+
+    loop.runToEnd(connection.drain());
+
+    int turn = takeTurn();
+    EXPECT_GE(turn, 0);
+    ::close(turn);
+}
+
+TEST_F(HelperChildTest, aStopWhileItWaitsForItsTurnIsTold) {
+    int before = takeTurn();
+    auto first = loop.start(connection.ask(opening));
+    auto second = loop.start(connection.ask(opening));
+    loop.runReady();
+
+    loop.runToEnd(connection.drain());
+
+    loop.runUntil([&] { return first->isFinished && second->isFinished; });
+    EXPECT_THAT(localizedDescription(first->error), HasSubstr("Marlet was stopped"));
+    EXPECT_THAT(localizedDescription(second->error), HasSubstr("Marlet was stopped"));
+    ::close(before);
+}
+
+TEST_F(HelperChildTest, aChildThatCantListenIsToldInItsOwnWords) {
+    std::ofstream(socket) << "mine";
+    EXPECT_EQ(failure(), "The helper ended as soon as it was started. MarletHelper couldn't listen: The file " +
+                             socket.string() + " can't be used: Address already in use.");
+    EXPECT_TRUE(std::filesystem::remove(socket));
 }
 
 TEST_F(HelperChildTest, whatIsNeverAskedStartsNothing) {

@@ -183,12 +183,19 @@ TEST(WorkSafetyTest, aHelperThatDiesAmidItsWorkIsTold) {
     }
     EXPECT_EQ(command->wait(), 1);
     EXPECT_EQ(command->errors, "marlet: The helper ended before it answered. Try again.\n");
-    // What a helper runs doesn't end with one that was killed.
-    for (int left : scenario.processesNamed("sleep")) {
-        ::kill(left, SIGKILL);
-    }
     scenario.endSlowness();
     EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
+    EXPECT_THAT(scenario.processesNamed("sleep"), IsEmpty());
+}
+
+TEST(WorkSafetyTest, whatAHelperRanEndsWithACommandWhoseHelperWasKilled) {
+    SlowScenario scenario;
+    auto command = scenario.startUntilTheClone();
+    for (int helper : scenario.helpers()) {
+        ::kill(helper, SIGKILL);
+    }
+    EXPECT_EQ(command->wait(), 1);
+    EXPECT_THAT(scenario.processes(), IsEmpty());
 }
 
 // The program with another helper beside it, or none.
