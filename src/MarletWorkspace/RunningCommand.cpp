@@ -61,7 +61,7 @@ private:
     // What another thread opens from here on must be close-on-exec to stay out of the child. To close a descriptor that
     // isn't open any more is no error there.
     void closeEachFrom(int first) {
-        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        for (const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
             std::string name = entry.path().filename().string();
             int descriptor = -1;
             std::from_chars(name.data(), name.data() + name.size(), descriptor);

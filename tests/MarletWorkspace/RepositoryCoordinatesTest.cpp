@@ -133,6 +133,7 @@ TEST(RepositoryCoordinatesTest, theShortFormTakesEverythingUpToTheFirstColonAsIt
         {"localhost:3000/a/b", {"localhost", std::nullopt, "3000/a", "b"}},
         {"C:/x/y", {"c", std::nullopt, "x", "y"}},
         {"h:a/b:c", {"h", std::nullopt, "a", "b:c"}},
+        {"git@h:a//b", {"h", std::nullopt, "a", "b"}},
     });
 }
 
