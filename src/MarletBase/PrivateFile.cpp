@@ -104,16 +104,21 @@ void writeNewPrivateFile(const std::filesystem::path& path, std::string_view byt
     require(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
     OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
     require(file.descriptor >= 0, path);
-    require(::fchmod(file.descriptor, ownerOnly) == 0, path);
-    require(write(file.descriptor, bytes), path);
-    require(::fsync(file.descriptor) == 0, path);
+    try {
+        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+        require(write(file.descriptor, bytes), path);
+        require(::fsync(file.descriptor) == 0, path);
+    } catch (...) {
+        ::unlink(path.c_str());
+        throw;
+    }
 }
 
 void replacePrivateFile(const std::filesystem::path& path, std::string_view bytes) {
     std::filesystem::path replacement = path;
     replacement += ".new";
+    writeNewPrivateFile(replacement, bytes);
     try {
-        writeNewPrivateFile(replacement, bytes);
         require(::rename(replacement.c_str(), path.c_str()) == 0, path);
     } catch (...) {
         ::unlink(replacement.c_str());

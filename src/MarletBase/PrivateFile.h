@@ -19,7 +19,7 @@ std::optional<std::string> readPrivateFile(const std::filesystem::path& file);
 std::optional<std::string> readRegularFile(const std::filesystem::path& file);
 
 // Safely on disk once this returns. It comes into being for its owner alone: there is no moment in which others may
-// open it. What has the name already, but for a folder, goes first.
+// open it. What has the name already, but for a folder, goes first. Where it fails, as on a full disk, nothing is left.
 void writeNewPrivateFile(const std::filesystem::path& file, std::string_view bytes);
 
 // After a crash there is the old content or the new one. It passes through a file beside this one, "NAME.new", so two

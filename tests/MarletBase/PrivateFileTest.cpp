@@ -1,8 +1,10 @@
 #include "MarletBase/PrivateFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <fstream>
 #include <system_error>
 #include <thread>
@@ -25,6 +27,26 @@ public:
 
 private:
     mode_t before;
+};
+
+// What goes beyond in a file is refused, as on a full disk.
+class ScopedFileSizeLimit {
+public:
+    explicit ScopedFileSizeLimit(rlim_t bytes) : handler(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &before);
+        rlimit limit{bytes, before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ScopedFileSizeLimit(const ScopedFileSizeLimit&) = delete;
+    ScopedFileSizeLimit& operator=(const ScopedFileSizeLimit&) = delete;
+    ~ScopedFileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        static_cast<void>(std::signal(SIGXFSZ, handler));
+    }
+
+private:
+    void (*handler)(int);
+    rlimit before{};
 };
 
 class PrivateFileTest : public testing::Test {
@@ -146,6 +168,38 @@ TEST_F(PrivateFileTest, aReplacementThatFailsLeavesNothingBehind) {
 
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "secrets.new"));
     EXPECT_TRUE(std::filesystem::exists(file / "inside"));
+}
+
+TEST_F(PrivateFileTest, onAFullDiskTheOldFileStaysAndNothingElse) {
+    replacePrivateFile(file, "old");
+    bool isRefused = false;
+    {
+        ScopedFileSizeLimit limit(10);
+        try {
+            replacePrivateFile(file, "a longer secret");
+        } catch (const std::system_error&) {
+            isRefused = true;
+        }
+    }
+
+    EXPECT_TRUE(isRefused);
+    EXPECT_EQ(readPrivateFile(file), "old");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(PrivateFileTest, aNewFileThatDoesNotFitLeavesNothing) {
+    bool isRefused = false;
+    {
+        ScopedFileSizeLimit limit(10);
+        try {
+            writeNewPrivateFile(file, "a longer secret");
+        } catch (const std::system_error&) {
+            isRefused = true;
+        }
+    }
+
+    EXPECT_TRUE(isRefused);
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 TEST_F(PrivateFileTest, aFolderIsLockedByOneAtATime) {
