@@ -81,6 +81,7 @@ void check(const CommandResult& result, const std::string& command, const std::o
         return;
     }
     std::string said = withoutSecrets(result.errorOutput, token);
+    std::replace(said.begin(), said.end(), '\r', '\n');  // ssh ends its lines with both
     std::vector<std::string_view> lines = pieces(said, '\n');
     lines.erase(lines.begin(), lines.end() - static_cast<ptrdiff_t>(std::min(lines.size(), reportedLines)));
     throw CheckoutError::commandFailed(command, lines.empty() ? fmt::format("exit status {}", result.status)
@@ -93,11 +94,10 @@ std::string withoutUserInfo(std::string text) {
     while (at != std::string::npos) {
         size_t start = at + mark.size();
         std::string_view authority = std::string_view(text).substr(start);
-        authority = authority.substr(0, authority.find_first_of("/?# \t\r\n'\""));
+        authority = authority.substr(0, authority.find_first_of("/?# \t\r\n"));
         std::string_view userInfo = authority.substr(0, authority.rfind('@') + 1);  // with the "@"; empty without one
-        std::string_view before = std::string_view(text).substr(0, at);
-        bool isWeb = before.ends_with("https") || before.ends_with("http");
-        if (!userInfo.empty() && (isWeb || userInfo.find(':') != std::string_view::npos)) {
+        bool isSSH = std::string_view(text).substr(0, at).ends_with("ssh");
+        if (!userInfo.empty() && (!isSSH || userInfo.find(':') != std::string_view::npos)) {
             text.replace(start, userInfo.size() - 1, redacted);
         }
         at = text.find(mark, start);
