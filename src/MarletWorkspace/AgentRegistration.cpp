@@ -22,7 +22,8 @@ constexpr mode_t ownerOnlyFolder = S_IRWXU;
 // As many as the system itself follows.
 constexpr int linkLimit = 40;
 
-// Two registrations of one folder would come between each other's removal and addition.
+// The tool keeps the entries of all folders in one file, which it writes as it read it a moment ago: of two that run at
+// once, one may lose its entry, and tells a success. A registration takes about a second, two minutes at most.
 std::mutex claudeRegistration;
 
 [[noreturn]] void fail(int error, const std::filesystem::path& path) {

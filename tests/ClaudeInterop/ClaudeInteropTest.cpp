@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "MarletBase/Coding.h"
 #include "MarletBase/PrivateFile.h"
@@ -77,6 +79,23 @@ TEST_F(ClaudeInteropTest, registeringTwiceLeavesOneEntryWithTheNewAddressAndToke
     boost::json::value expected = {{"other", {{"type", "http"}, {"url", "http://127.0.0.1:9/o"}}},
                                    {"marlet", entry("http://127.0.0.1:10/mcp", "second-token")}};
     EXPECT_EQ(servers(folder), expected);
+}
+
+// The tool itself loses entries when it runs several times at once.
+TEST_F(ClaudeInteropTest, registrationsOfSeveralFoldersAtOnceAreAllKept) {
+    constexpr int count = 4;
+    {
+        std::vector<std::jthread> threads;
+        for (int number = 0; number < count; ++number) {
+            std::string path = folder + std::to_string(number);
+            std::filesystem::create_directory(path);
+            threads.emplace_back([this, path] { registerMCP(path, "http://127.0.0.1:9/mcp", "token"); });
+        }
+    }
+
+    for (int number = 0; number < count; ++number) {
+        EXPECT_EQ(servers(folder + std::to_string(number)).as_object().count("marlet"), 1U);
+    }
 }
 
 TEST_F(ClaudeInteropTest, theToolReachesTheEndpointThatIsRegistered) {

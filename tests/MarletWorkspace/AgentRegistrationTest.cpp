@@ -57,8 +57,8 @@ protected:
         runner->answer("mcp add", CommandResult{});
     }
 
-    void registerMCP() const {
-        MCPRegistration registration{"/work/garden", endpoint, token, ToolSettings()};
+    void registerMCP(const std::string& folder = "/work/garden") const {
+        MCPRegistration registration{folder, endpoint, token, ToolSettings()};
         registration.tools.claudePath = "/opt/claude";
         service.registerMCP(registration);
     }
@@ -102,6 +102,7 @@ TEST_F(ClaudeRegistrationTest, aSecondRegistrationRemovesTheEntryOfTheFirst) {
     EXPECT_TRUE(isThere);
 }
 
+// The tool keeps those of all folders in one file.
 TEST_F(ClaudeRegistrationTest, registrationsAtTheSameTimeDoNotComeBetweenEachOther) {
     std::atomic<int> running = 0;
     auto countRunning = [&](const Command& command) {
@@ -117,9 +118,9 @@ TEST_F(ClaudeRegistrationTest, registrationsAtTheSameTimeDoNotComeBetweenEachOth
 
     std::vector<std::jthread> threads;
     for (int index = 0; index < 4; ++index) {
-        threads.emplace_back([this] {
+        threads.emplace_back([this, index] {
             for (int round = 0; round < 50; ++round) {
-                registerMCP();
+                registerMCP("/work/" + std::to_string(index));
             }
         });
     }
