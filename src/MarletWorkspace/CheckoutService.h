@@ -26,7 +26,8 @@ struct CheckoutService {
     // Clones where the folder is missing or empty, accepts a checkout of the repository that is there, and refuses
     // anything else.
     CheckoutResult prepareCheckout(const CheckoutRequest& request) const;
-    // Throws unless `path` is the top folder of a checkout of the repository.
+    // Throws unless `path` is the top folder of a checkout of the repository. Waits for a clone that is under way
+    // there.
     void inspect(const std::string& path, const RepositoryCoordinates& repository, const std::string& git) const;
 
     // A worktree beside the checkout on a branch of its own: the one of before, or a new one.

@@ -22,6 +22,20 @@ std::string topFolder(const Git& git) {
     return succeeded(result) ? firstLine(result.output) : std::string();
 }
 
+// Throws unless the folder is the top of a checkout of the repository.
+void requireCheckout(const Git& here, const RepositoryCoordinates& repository) {
+    std::string top = topFolder(here);
+    // To git, a folder anywhere inside a checkout is as good as its top.
+    if (top.empty() || resolvedPath(top) != here.folder) {
+        throw CheckoutError::notACheckout(here.folder);
+    }
+    std::string origin = firstLine(here.run({"config", "--get", "remote.origin.url"}).output);
+    std::optional<RepositoryCoordinates> found = RepositoryCoordinates::parse(origin);
+    if (!found || !found->isSameRepository(repository)) {
+        throw CheckoutError::otherRepository(here.folder, origin.empty() ? "no origin" : withoutUserInfo(origin));
+    }
+}
+
 // False when there is something else. Makes the folder that git doesn't make.
 bool isFreeForClone(const std::filesystem::path& target) {
     if (!std::filesystem::exists(target)) {
@@ -35,7 +49,7 @@ bool isFreeForClone(const std::filesystem::path& target) {
 
 CheckoutResult CheckoutService::prepareCheckout(const CheckoutRequest& request) const {
     std::string git = locator.git(request.tools.git, request.tools.gitPath).path;
-    std::string root = expandingTilde(request.root, homeDirectory);
+    std::string root = resolvedPath(expandingTilde(request.root, homeDirectory));
     std::filesystem::create_directories(root);
     std::string target = appendingCheckedSegments(root, request.relativePath);
     FolderTurn turn(target);
@@ -47,7 +61,7 @@ CheckoutResult CheckoutService::prepareCheckout(const CheckoutRequest& request) 
         return {target, true, std::nullopt};
     }
     try {
-        inspect(target, request.repository, git);
+        requireCheckout({*runner, git, target}, request.repository);
     } catch (const CheckoutError& error) {
         if (error.kind() == CheckoutError::Case::notACheckout) {
             throw CheckoutError::folderNotEmpty(target);
@@ -60,17 +74,8 @@ CheckoutResult CheckoutService::prepareCheckout(const CheckoutRequest& request) 
 void CheckoutService::inspect(const std::string& path, const RepositoryCoordinates& repository,
                               const std::string& git) const {
     std::string folder = resolvedPath(path);
-    Git here{*runner, git, folder};
-    std::string top = topFolder(here);
-    // To git, a folder anywhere inside a checkout is as good as its top.
-    if (top.empty() || resolvedPath(top) != folder) {
-        throw CheckoutError::notACheckout(folder);
-    }
-    std::string origin = firstLine(here.run({"config", "--get", "remote.origin.url"}).output);
-    std::optional<RepositoryCoordinates> found = RepositoryCoordinates::parse(origin);
-    if (!found || !found->isSameRepository(repository)) {
-        throw CheckoutError::otherRepository(folder, origin.empty() ? "no origin" : withoutUserInfo(origin));
-    }
+    FolderTurn turn(folder);
+    requireCheckout({*runner, git, folder}, repository);
 }
 
 }  // namespace marlet

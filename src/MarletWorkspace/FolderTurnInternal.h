@@ -10,8 +10,10 @@ namespace marlet {
 // One request at a time changes a folder; others of this process wait until it is done, in no certain order.
 //
 // Two clones into one folder would spoil each other, and so would two worktrees of one name. A clone under way already
-// looks like a checkout. And git keeps what it fetched last in a single file of the repository: of two requests at
-// once, one could begin at the commit of the other.
+// looks like a checkout. Git keeps what it fetched last in a single file of the repository: of two requests at once,
+// one could begin at the commit of the other. And it fails now and then where it finds a worktree that is half removed.
+//
+// Nobody takes a second turn while holding one: a path may turn out to be the repository's own folder.
 class FolderTurn {
 public:
     explicit FolderTurn(const std::string& folder);

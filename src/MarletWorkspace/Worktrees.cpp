@@ -120,6 +120,10 @@ void CheckoutService::removeWorktree(const std::string& path, const ToolSettings
     }
     Git here{*runner, git, worktree.string()};
     std::string common = commonDirectory(here);
+    FolderTurn turn(common);
+    if (!std::filesystem::exists(worktree)) {
+        return;  // whoever had the turn before has removed it
+    }
     existingWorktree(here, common);
     // From outside: the folder that git is in goes away.
     Git repository{*runner, git, common};

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <system_error>
 #include <thread>
 
@@ -245,6 +246,16 @@ TEST(CheckoutsTest, aLinkThatLeavesTheRootIsRefused) {
     EXPECT_TRUE(scene.runner->commands().empty());
 }
 
+TEST(CheckoutsTest, aRootThatIsNoPathMakesNoFolder) {
+    Scene scene;
+    CheckoutRequest request = scene.request();
+    request.root += std::string("\0work", 5);
+
+    EXPECT_EQ(failureOf([&] { scene.service.prepareCheckout(request); }),
+              "\u201Ccheckouts\uFFFDwork\u201D can't be used as a folder name.");
+    EXPECT_FALSE(std::filesystem::exists(scene.root));
+}
+
 TEST(CheckoutsTest, aRootThatIsAFileIsReportedAsItComes) {
     Scene scene;
     std::ofstream(scene.root) << "a file";
@@ -316,15 +327,13 @@ TEST(CheckoutsTest, aTopThatIsNotNamedIsNotTheFolderOfTheProcess) {
 }
 
 // Half a clone already looks like a checkout.
-TEST(CheckoutsTest, aSecondRequestForAFolderWaitsForTheCloneOfTheFirst) {
-    Scene scene;
+void expectToWaitForClone(const Scene& scene, const std::function<void()>& work) {
     std::vector<std::string> linesDuringClone;
-    CheckoutResult second;
-    std::string failureOfSecond;
+    std::string failure;
     std::jthread other;
     scene.runner->answer("clone", [&](const Command&) {
         std::filesystem::create_directories(scene.target + "/.git");
-        other = std::jthread([&] { failureOfSecond = failureOf([&] { second = scene.prepare(); }); });
+        other = std::jthread([&] { failure = failureOf(work); });
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (FolderTurn::requestsFor(scene.target) < 2 && scene.runner->commands().size() == 1 &&
                std::chrono::steady_clock::now() < deadline) {
@@ -338,10 +347,42 @@ TEST(CheckoutsTest, aSecondRequestForAFolderWaitsForTheCloneOfTheFirst) {
     other.join();
 
     EXPECT_TRUE(first.cloned);
-    EXPECT_EQ(linesDuringClone.size(), 1U) << "the second one looked at half a clone";
-    EXPECT_EQ(failureOfSecond, "");
-    EXPECT_EQ(second, (CheckoutResult{scene.target, false, std::nullopt}));
+    EXPECT_EQ(linesDuringClone.size(), 1U) << "it looked at half a clone";
+    EXPECT_GT(scene.runner->commands().size(), 1U);
+    EXPECT_EQ(failure, "");
     EXPECT_EQ(FolderTurn::requestsFor(scene.target), 0U);
+}
+
+TEST(CheckoutsTest, aSecondRequestForAFolderWaitsForTheCloneOfTheFirst) {
+    Scene scene;
+    CheckoutResult second;
+
+    expectToWaitForClone(scene, [&] { second = scene.prepare(); });
+
+    EXPECT_EQ(second, (CheckoutResult{scene.target, false, std::nullopt}));
+}
+
+TEST(CheckoutsTest, anInspectionWaitsForTheCloneThatIsUnderWay) {
+    Scene scene;
+
+    expectToWaitForClone(scene, [&] { scene.inspect(scene.root.string() + "/team/./app/"); });
+}
+
+TEST(CheckoutsTest, aCloneHoldsUpNoOtherFolder) {
+    Scene scene;
+    CheckoutResult other;
+    scene.runner->answer("clone", [&](const Command& command) {
+        if (command.arguments.back() == scene.target) {
+            CheckoutRequest request = scene.request();
+            request.relativePath = {"team", "other"};
+            other = scene.service.prepareCheckout(request);
+        }
+        return CommandResult{};
+    });
+
+    EXPECT_EQ(scene.prepare().path, scene.target);
+
+    EXPECT_EQ(other.path, (scene.root / "team/other").string());
 }
 
 TEST(CheckoutsTest, aFailedCloneLetsTheNextRequestIn) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "RealGitScene.h"
 
 namespace marlet {
@@ -123,6 +125,23 @@ TEST(WorktreeRemovalGitTest, aFolderOfWorktreesThatHoldsAnythingElseStays) {
     scene.remove(scene.worktree);
 
     EXPECT_EQ(contentOf(scene.container() / "notes"), "text");
+}
+
+TEST(WorktreeRemovalGitTest, worktreesAreMadeAndRemovedAtTheSameTime) {
+    Scene scene;
+    std::vector<std::string> failures(4);
+    {
+        std::vector<std::jthread> threads;
+        for (size_t number = 0; number < failures.size(); ++number) {
+            threads.emplace_back([&, number] {
+                WorktreeRequest request = scene.request(std::to_string(number));
+                for (int round = 0; round < 10; ++round) {
+                    failures[number] += failureOf([&] { scene.remove(scene.prepare(request).path); });
+                }
+            });
+        }
+    }
+    EXPECT_EQ(failures, std::vector<std::string>(4));
 }
 
 TEST(WorktreeRemovalGitTest, aWorktreeOfTheUsersOwnIsRemovedWithoutItsFolder) {

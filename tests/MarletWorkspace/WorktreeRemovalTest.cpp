@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <fstream>
+#include <thread>
 
+#include "MarletWorkspace/FolderTurnInternal.h"
 #include "WorktreeScene.h"
 
 namespace marlet {
@@ -15,6 +18,14 @@ void letGitRemove(const Scene& scene, const std::string& path) {
         std::filesystem::remove_all(path);
         return CommandResult{};
     });
+}
+
+void awaitRequests(const std::string& folder, size_t count) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (FolderTurn::requestsFor(folder) < count && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(FolderTurn::requestsFor(folder), count);
 }
 
 TEST(WorktreeRemovalTest, aWorktreeIsRemovedFromOutsideAndItsFolderWithIt) {
@@ -61,6 +72,42 @@ TEST(WorktreeRemovalTest, whatIsGoneIsRemovedAlready) {
     scene.remove(scene.target);
 
     EXPECT_TRUE(scene.runner->commands().empty());
+}
+
+// Git fails now and then where it finds a worktree that is half made or half removed.
+TEST(WorktreeRemovalTest, aRemovalWaitsForWhoeverHasTheRepository) {
+    Scene scene;
+    scene.hasWorktree(scene.target, "marlet/7-fix");
+    letGitRemove(scene, scene.target);
+    std::jthread other;
+    {
+        FolderTurn someoneFetches(scene.common);
+        other = std::jthread([&] { scene.remove(scene.target); });
+        awaitRequests(scene.common, 2);
+        EXPECT_LE(scene.runner->commands().size(), 1U);
+    }
+    other.join();
+
+    EXPECT_FALSE(std::filesystem::exists(scene.target));
+}
+
+TEST(WorktreeRemovalTest, ofTwoRemovalsTheSecondFindsItDone) {
+    Scene scene;
+    scene.hasWorktree(scene.target, "marlet/7-fix");
+    std::string failure = "unknown";
+    std::jthread other;
+    scene.runner->answer("worktree remove", [&](const Command&) {
+        other = std::jthread([&] { failure = failureOf([&] { scene.remove(scene.target); }); });
+        awaitRequests(scene.common, 2);
+        std::filesystem::remove_all(scene.target);
+        return CommandResult{};
+    });
+
+    scene.remove(scene.target);
+    other.join();
+
+    EXPECT_EQ(failure, "");
+    EXPECT_EQ(scene.runner->commands().size(), 5U) << "the second one has asked for the repository alone";
 }
 
 TEST(WorktreeRemovalTest, aMissingGitIsToldEvenThen) {
