@@ -139,6 +139,24 @@ TEST(WorkSafetyTest, aCommandThatIsInterruptedAmidACloneCanBeRepeated) {
     EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
 }
 
+// A clone that takes its time to remove what it has done half, as git's own may.
+TEST(WorkSafetyTest, aCommandThatIsKilledTwiceInASecondCanBeRepeated) {
+    SlowScenario scenario;
+    scenario.addProgram("git",
+                        "case \"$*\" in *clone*) for target; do :; done; /bin/mkdir -p \"$target/.git\"; trap "
+                        "'sleep 1; /bin/rm -rf \"$target\"; exit 1' TERM; : > '" +
+                            scenario.mark().string() + "'; sleep 600 & wait; esac; exec /usr/bin/git \"$@\"");
+    auto first = scenario.startUntilTheClone();
+    first->send(SIGKILL);
+    first->wait();
+    auto second = scenario.client.start(WorkScenario::named("", 1));
+    second->send(SIGKILL);
+    second->wait();
+    ASSERT_TRUE(std::filesystem::exists(scenario.checkout()));
+    scenario.endSlowness();
+    EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
+}
+
 TEST(WorkSafetyTest, aTerminalIsToldWhatTakesSoLong) {
     for (WorkScenario::Way way : {WorkScenario::Way::inOwnProcess, WorkScenario::Way::withDaemon}) {
         SlowScenario scenario(way);
