@@ -219,8 +219,8 @@ void moveToNewName(const std::string& source, const std::string& target) {
 // Passes through a file in `folder`, which must be on the brief's own file system.
 void placeBrief(const std::string& folder, const std::string& brief, const std::string& markdown, bool replaces) {
     std::string made = folder + "/" + newBriefName;
+    writeNewPrivateFile(made, markdown);
     try {
-        writeNewPrivateFile(made, markdown);
         if (replaces) {
             fs::rename(made, brief);
         } else {

@@ -1,15 +1,14 @@
 #include "MarletBase/PrivateFile.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <csignal>
 #include <fstream>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "TestSupport/FileSizeLimit.h"
 #include "TestSupport/TemporaryFolder.h"
 
 namespace marlet {
@@ -27,26 +26,6 @@ public:
 
 private:
     mode_t before;
-};
-
-// What goes beyond in a file is refused, as on a full disk.
-class ScopedFileSizeLimit {
-public:
-    explicit ScopedFileSizeLimit(rlim_t bytes) : handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &before);
-        rlimit limit{bytes, before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ScopedFileSizeLimit(const ScopedFileSizeLimit&) = delete;
-    ScopedFileSizeLimit& operator=(const ScopedFileSizeLimit&) = delete;
-    ~ScopedFileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &before);
-        static_cast<void>(std::signal(SIGXFSZ, handler));
-    }
-
-private:
-    void (*handler)(int);
-    rlimit before{};
 };
 
 class PrivateFileTest : public testing::Test {
@@ -174,7 +153,7 @@ TEST_F(PrivateFileTest, onAFullDiskTheOldFileStaysAndNothingElse) {
     replacePrivateFile(file, "old");
     bool isRefused = false;
     {
-        ScopedFileSizeLimit limit(10);
+        FileSizeLimit limit(10);
         try {
             replacePrivateFile(file, "a longer secret");
         } catch (const std::system_error&) {
@@ -190,7 +169,7 @@ TEST_F(PrivateFileTest, onAFullDiskTheOldFileStaysAndNothingElse) {
 TEST_F(PrivateFileTest, aNewFileThatDoesNotFitLeavesNothing) {
     bool isRefused = false;
     {
-        ScopedFileSizeLimit limit(10);
+        FileSizeLimit limit(10);
         try {
             writeNewPrivateFile(file, "a longer secret");
         } catch (const std::system_error&) {

@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <set>
 #include <thread>
@@ -12,6 +10,7 @@
 
 #include "MarletWorkspace/FolderScheme.h"
 #include "MarletWorkspace/WorkFolder.h"
+#include "TestSupport/FileSizeLimit.h"
 #include "TestSupport/GitFixture.h"
 #include "TestSupport/OrdinaryUser.h"
 
@@ -46,27 +45,6 @@ public:
 
 private:
     int queue;
-};
-
-// Files of this process can't grow beyond it meanwhile, as on a full disk.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-        rlimit limited = before;
-        limited.rlim_cur = bytes;
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &before);
-        static_cast<void>(std::signal(SIGXFSZ, handler));
-    }
-
-private:
-    rlimit before{};
-    void (*handler)(int);
 };
 
 // A repository with one commit, checked out.
