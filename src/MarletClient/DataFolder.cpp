@@ -13,6 +13,8 @@
 #include <system_error>
 #include <utility>
 
+#include "MarletClient/Descriptor.h"
+
 namespace marlet {
 namespace {
 
@@ -26,23 +28,6 @@ constexpr mode_t privateFile = S_IRUSR | S_IWUSR;
                            : "Check its permissions, or choose another data folder with --data.";
     throw DataFolderError(fmt::format("{} {}: {}. {}", problem, path.string(), reason, hint));
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int opened) : value(opened) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (value >= 0) {
-            ::close(value);
-        }
-    }
-    int get() const { return value; }
-    int release() { return std::exchange(value, -1); }
-
-private:
-    int value;
-};
 
 bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -146,7 +131,7 @@ std::optional<DataFolderLock> DataFolderLock::tryTake(const DataFolder& folder) 
     if (::ftruncate(descriptor.get(), 0) == 0) {
         writeAll(descriptor.get(), process);
     }
-    return DataFolderLock(descriptor.release());
+    return DataFolderLock(std::move(descriptor));
 }
 
 std::optional<int> DataFolderLock::holder(const DataFolder& folder) {
@@ -154,14 +139,6 @@ std::optional<int> DataFolderLock::holder(const DataFolder& folder) {
     int process = 0;
     auto [end, error] = std::from_chars(content.data(), content.data() + content.size(), process);
     return error == std::errc() ? std::optional(process) : std::nullopt;
-}
-
-DataFolderLock::DataFolderLock(DataFolderLock&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
-
-DataFolderLock::~DataFolderLock() {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
 }
 
 }  // namespace marlet

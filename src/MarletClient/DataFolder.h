@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "MarletBase/LocalizedError.h"
+#include "MarletClient/Descriptor.h"
 
 namespace marlet {
 
@@ -55,14 +56,10 @@ public:
     // The process that has it, as far as it has said.
     static std::optional<int> holder(const DataFolder& folder);
 
-    DataFolderLock(DataFolderLock&& other) noexcept;
-    DataFolderLock& operator=(DataFolderLock&&) = delete;
-    ~DataFolderLock();
-
 private:
-    explicit DataFolderLock(int locked) : descriptor(locked) {}
+    explicit DataFolderLock(Descriptor locked) : descriptor(std::move(locked)) {}
 
-    int descriptor = -1;
+    Descriptor descriptor;
 };
 
 }  // namespace marlet

@@ -46,23 +46,6 @@ Life lifeOf(pid_t process) {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int opened) : value(opened) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (value >= 0) {
-            ::close(value);
-        }
-    }
-    int get() const { return value; }
-    int release() { return std::exchange(value, -1); }
-
-private:
-    int value;
-};
-
 struct Pipe {
     Pipe() : Pipe(opened()) {}
 
@@ -122,14 +105,13 @@ HelperChild::HelperChild(const Executor& executor, const std::filesystem::path& 
         throwSystemError(error, programName);
     }
     handle.assign(opened.release());
-    input = in.writeEnd.release();
-    complaints = err.readEnd.release();
-    ::fcntl(complaints, F_SETFL, O_NONBLOCK);
+    input = std::move(in.writeEnd);
+    complaints = std::move(err.readEnd);
+    ::fcntl(complaints.get(), F_SETFL, O_NONBLOCK);
 }
 
 HelperChild::~HelperChild() {
     endInput();
-    ::close(complaints);
     ::waitpid(process, nullptr, WNOHANG);
 }
 
@@ -139,14 +121,12 @@ bool HelperChild::hasEnded() const {
 
 std::string HelperChild::lastWords() const {
     std::array<char, 4096> chunk;
-    ssize_t count = ::read(complaints, chunk.data(), chunk.size());
+    ssize_t count = ::read(complaints.get(), chunk.data(), chunk.size());
     return trimmed(repairedUTF8(std::string_view(chunk.data(), static_cast<size_t>(std::max<ssize_t>(count, 0)))));
 }
 
 void HelperChild::endInput() {
-    if (input >= 0) {
-        ::close(std::exchange(input, -1));
-    }
+    input.close();
 }
 
 Async<void> HelperChild::ended(std::chrono::seconds patience) {

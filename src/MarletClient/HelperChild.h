@@ -10,6 +10,7 @@
 #include <string>
 
 #include "MarletBase/Async.h"
+#include "MarletClient/Descriptor.h"
 
 namespace marlet {
 
@@ -46,8 +47,8 @@ private:
     Async<void> stopRest();
 
     pid_t process = -1;
-    int input = -1;
-    int complaints = -1;
+    Descriptor input{-1};
+    Descriptor complaints{-1};
     boost::asio::posix::stream_descriptor handle;  // of the process: readable once it has ended
 };
 

@@ -11,7 +11,6 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -34,7 +33,6 @@ const std::string helpersWords = "/nowhere/at/all isn't the top folder of a git 
 class ScriptedService {
 public:
     explicit ScriptedService(std::optional<std::string> words) : answer(std::move(words)) {
-        ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
         loop.runToEnd(server.listen(folder.path() / "io.tolvane.Marlet.Helper.sock"));
     }
     ~ScriptedService() {
@@ -42,7 +40,6 @@ public:
         loop.runToEnd(connection.drain());
         loop.runToEnd(server.stop());
         loop.runToEnd(server.drain(std::chrono::seconds(1)));
-        ::unsetenv("XDG_RUNTIME_DIR");
     }
 
     HelperReply ask() { return loop.runToEnd(connection.ask(opening)); }
@@ -58,6 +55,7 @@ public:
     std::optional<std::string> answer;
     std::vector<std::string> asked;
     TemporaryFolder folder;
+    EnvironmentVariable runtime{"XDG_RUNTIME_DIR", folder.path().string()};
     TestLoop loop;
     HelperConnection connection{loop.executor(), folder.path() / "child"};
 
@@ -152,13 +150,16 @@ std::vector<int> ownChildren() {
 // Connections to the real helper, which this process finds on its PATH.
 class HelperChildTest : public testing::Test {
 protected:
+    // One that notes that it was started first.
     void SetUp() override {
-        ::setenv("PATH", std::filesystem::path(MARLET_PROGRAM).parent_path().c_str(), 1);
-        ::unsetenv("XDG_RUNTIME_DIR");
+        std::filesystem::path real = std::filesystem::path(MARLET_PROGRAM).replace_filename("MarletHelper");
+        std::filesystem::path program = folder.path() / "MarletHelper";
+        std::ofstream(program) << fmt::format("#!/bin/sh\necho >> '{}'\nexec '{}' \"$@\"\n", starts.string(),
+                                              real.string());
+        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     }
     void TearDown() override {
         loop.runToEnd(connection.drain());
-        ::setenv("PATH", path.c_str(), 1);
         EXPECT_EQ(ownChildren(), std::vector<int>());
         EXPECT_FALSE(std::filesystem::exists(socket));
     }
@@ -171,6 +172,12 @@ protected:
         return "(none)";
     }
 
+    std::uintmax_t startCount() const {
+        std::error_code none;
+        std::uintmax_t size = std::filesystem::file_size(starts, none);
+        return none ? 0 : size;
+    }
+
     // What a child has while it lives; the caller closes it. Negative while one has it.
     int takeTurn() const {
         int file = ::open((socket.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -181,8 +188,10 @@ protected:
         return -1;
     }
 
-    const std::string path = std::getenv("PATH");
     TemporaryFolder folder;
+    std::filesystem::path starts = folder.path() / "starts";
+    EnvironmentVariable path{"PATH", folder.path().string()};
+    EnvironmentVariable runtime{"XDG_RUNTIME_DIR", std::nullopt};
     // Longer than an address may be.
     std::filesystem::path socket = folder.path() / std::string(120, 'd') / "helper";
     TestLoop loop;
@@ -199,7 +208,7 @@ TEST_F(HelperChildTest, requestsAtTheSameTimeShareOneChild) {
     EXPECT_EQ(ownChildren().size(), 1U);
     EXPECT_EQ(connection.way(), HelperConnection::Way::child);
     failure();
-    EXPECT_EQ(ownChildren().size(), 1U);
+    EXPECT_EQ(startCount(), 1U);
 }
 
 TEST_F(HelperChildTest, aChildThatHasGoneIsStartedAgain) {
@@ -212,6 +221,7 @@ TEST_F(HelperChildTest, aChildThatHasGoneIsStartedAgain) {
     }
     EXPECT_EQ(words, helpersWords);
     EXPECT_EQ(ownChildren().size(), 1U);
+    EXPECT_EQ(startCount(), 2U);
 }
 
 TEST_F(HelperChildTest, aStopDuringTheStartEndsTheChildToo) {
@@ -285,7 +295,7 @@ TEST_F(HelperChildTest, aChildThatCantListenIsToldInItsOwnWords) {
 }
 
 TEST_F(HelperChildTest, whatIsNeverAskedStartsNothing) {
-    EXPECT_EQ(ownChildren(), std::vector<int>());
+    EXPECT_EQ(startCount(), 0U);
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 // How marlet work opens the agent's link, and what it is asked.
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <csignal>
 #include <fstream>
 #include <sstream>
 
@@ -13,8 +15,6 @@
 namespace marlet {
 namespace {
 
-using testing::AllOf;
-using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -103,11 +103,18 @@ TEST(WorkHandOverTest, anOpenerThatStaysHoldsUpNobodyAndHasNothingOfOurs) {
     ::mkfifo(gate.c_str(), 0600);
     scenario.addProgram("xdg-open", "echo $$ > '" + number.string() + "'; read line < '" + gate.string() + "'");
 
-    ChildOutcome outcome = scenario.handOver();
+    int ours = ::open("/dev/zero", O_RDONLY | O_CLOEXEC);
+    ChildProcess command(scenario.client.commandLine({"work", scenario.taskID}), {.inherited = ours},
+                         scenario.client.environment);
+    ::close(ours);
 
-    EXPECT_THAT(outcome.output, EndsWith("Claude Cowork opens with the task.\n"));
+    EXPECT_EQ(command.wait(), 0);
+    EXPECT_THAT(command.output, EndsWith("Claude Cowork opens with the task.\n"));
     int process = std::stoi(contentOf(number));
     EXPECT_EQ(sessionOf(process), process);
+    std::string status = contentOf(fmt::format("/proc/{}/status", process));
+    uint64_t ignored = std::stoull(status.substr(status.find("SigIgn:") + 7), nullptr, 16);
+    EXPECT_EQ(ignored & (uint64_t{1} << (SIGPIPE - 1)), 0U);
     for (const auto& descriptor : std::filesystem::directory_iterator(fmt::format("/proc/{}/fd", process))) {
         std::string target = std::filesystem::read_symlink(descriptor).string();
         EXPECT_TRUE(target == "/dev/null" || target.starts_with(scenario.tools().string())) << target;

@@ -11,7 +11,6 @@
 namespace marlet {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -243,9 +242,9 @@ TEST(WorkTest, aRootIsRelativeToTheCallersFolder) {
     scenario.addAccount();
     std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(scenario.git.folder());
-    std::string folder = textOf(scenario.work(1, {"--root", "./here"}), "folder");
+    std::string folder = textOf(scenario.work(1, {"--root", "[here]"}), "folder");
     std::filesystem::current_path(before);
-    EXPECT_THAT(folder, StartsWith((scenario.git.folder() / "here/forge.example").string()));
+    EXPECT_THAT(folder, StartsWith((scenario.git.folder() / "[here]/forge.example").string()));
     EXPECT_THAT(textOf(scenario.work(2, {"--root", "~/there"}), "folder"),
                 StartsWith((scenario.home() / "there/forge.example").string()));
 }
