@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <list>
+#include <system_error>
 
 #include "MarletClient/Commands.h"
 #include "MarletClient/HelperChild.h"
@@ -82,6 +83,17 @@ private:
     std::chrono::steady_clock::time_point deadline;
     std::chrono::milliseconds length = shortestPause;
 };
+
+// See HelperChild::tryStart.
+std::unique_ptr<HelperChild> startedChild(const Executor& executor, const std::filesystem::path& program,
+                                          const std::filesystem::path& socket) {
+    try {
+        return HelperChild::tryStart(executor, program, socket);
+    } catch (const std::system_error& error) {
+        throw CommandError(
+            fmt::format("The helper {} can't be started: {}.", program.string(), error.code().message()));
+    }
+}
 
 }  // namespace
 
@@ -188,7 +200,7 @@ Async<AsyncLineClient> HelperConnection::State::startChild() {
     }
     Patience patience(executor, endPatience);
     throwIfStopping();
-    while (!(child = HelperChild::tryStart(executor, *program, childSocket))) {
+    while (!(child = startedChild(executor, *program, childSocket))) {
         if (patience.hasEnded()) {
             throw CommandError("The helper of a Marlet that has ended is still at work. Try again in a moment.");
         }
@@ -220,6 +232,10 @@ Async<AsyncLineClient> HelperConnection::State::firstConnection() {
 
 Async<std::optional<std::string>> HelperConnection::State::answer(AsyncLineClient client, std::string line) {
     auto signal = underWay.emplace(underWay.end());
+    boost::asio::cancellation_state caller = co_await boost::asio::this_coro::cancellation_state;
+    if (caller.slot().is_connected()) {
+        caller.slot().assign([signal](boost::asio::cancellation_type type) { signal->emit(type); });
+    }
     std::optional<std::string> answered;
     std::exception_ptr failure;
     try {
@@ -229,6 +245,7 @@ Async<std::optional<std::string>> HelperConnection::State::answer(AsyncLineClien
     } catch (...) {
         failure = std::current_exception();
     }
+    caller.slot().clear();
     underWay.erase(signal);
     changed.cancel();
     if (failure && !isStopping) {

@@ -29,7 +29,7 @@ public:
 
     // Requests may be under way side by side. One takes as long as its commands run, for a clone up to a quarter of an
     // hour. Throws CommandError: with the helper's own text for what it couldn't do, or for a helper that can't be
-    // started, that ends before it answers, or that answers with what can't be understood.
+    // started, that ends before it answers, or that answers with what can't be understood. May be cancelled.
     Async<HelperReply> ask(HelperRequest request);
 
     enum class Way { service, child };

@@ -8,6 +8,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
@@ -129,6 +131,24 @@ TEST(HelperConnectionTest, aDrainAwaitsTheAnswersThatAreUnderWay) {
     service.loop.runToEnd(service.connection.drain());
 
     EXPECT_TRUE(outcome->isFinished);
+}
+
+TEST(HelperConnectionTest, aCallerThatGivesUpEndsNothingButItsOwnRequest) {
+    ScriptedService service(std::nullopt);
+    boost::asio::cancellation_signal impatience;
+    bool hasGivenUp = false;
+    boost::asio::co_spawn(service.loop.executor(), service.connection.ask(opening),
+                          boost::asio::bind_cancellation_slot(impatience.slot(),
+                                                              [&](const std::exception_ptr& error, const HelperReply&) {
+                                                                  hasGivenUp = error != nullptr;
+                                                              }));
+    auto other = service.loop.start(service.connection.ask(opening));
+    service.loop.runUntil([&] { return service.asked.size() == 2; });
+
+    impatience.emit(boost::asio::cancellation_type::terminal);
+
+    service.loop.runUntil([&] { return hasGivenUp; });
+    EXPECT_FALSE(other->isFinished);
 }
 
 TEST(HelperConnectionTest, onlyASocketOfTheUsersOwnIsTakenForAService) {

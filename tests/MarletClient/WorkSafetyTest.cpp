@@ -253,6 +253,16 @@ TEST(WorkSafetyTest, aHelperThatCannotStartSaysWhy) {
               "marlet: The helper ended as soon as it was started. MarletHelper could not listen: no room\n");
 }
 
+TEST(WorkSafetyTest, aHelperThatCannotBeRunIsNamed) {
+    OtherHelperScenario scenario("");
+    scenario.addProgram("MarletHelper", "");
+    std::filesystem::path helper = scenario.tools() / "MarletHelper";
+    std::ofstream(helper) << "#!/nowhere/at/all\n";
+
+    EXPECT_EQ(scenario.failure(),
+              "marlet: The helper " + helper.string() + " can't be started: No such file or directory.\n");
+}
+
 TEST(WorkSafetyTest, theHelperBesideMarletGoesFirst) {
     OtherHelperScenario scenario("echo 'Beside.' >&2; exit 1");
     scenario.addProgram("MarletHelper", "echo 'On the PATH.' >&2; exit 1");
