@@ -140,8 +140,16 @@ Finding toolFinding(const std::string& name, const std::optional<LocatedTool>& t
         finding.advice = "Install it again.";
         return finding;
     }
+    if (version->empty()) {
+        finding.message = fmt::format("{} doesn't tell its version, and may not work.", tool->path);
+        finding.advice = fmt::format(
+            "Run {} --version in a shell. If it works there, start marlet serve from that shell, so that what it needs "
+            "is on the PATH of both.",
+            name);
+        return finding;
+    }
     finding.standing = Standing::ok;
-    finding.message = version->empty() ? tool->path : fmt::format("{}, {}", tool->path, *version);
+    finding.message = fmt::format("{}, {}", tool->path, *version);
     return finding;
 }
 

@@ -14,6 +14,8 @@ namespace marlet {
 namespace {
 
 constexpr std::chrono::seconds serverPatience(10);
+// The tools are run meanwhile, and some begin slowly.
+constexpr std::chrono::seconds helperPatience(15);
 
 struct Examination {
     std::vector<Finding> tools;
@@ -41,7 +43,16 @@ public:
     }
 
     bool hasPassed() const { return state->hasPassed; }
-    boost::asio::cancellation_slot slot() { return state->signal.slot(); }
+
+    // Throws once the time has passed.
+    template <class Result>
+    Async<Result> limit(Async<Result> operation) {
+        Executor executor = co_await boost::asio::this_coro::executor;
+        Result result = co_await boost::asio::co_spawn(
+            executor, std::move(operation),
+            boost::asio::bind_cancellation_slot(state->signal.slot(), boost::asio::use_awaitable));
+        co_return result;
+    }
 
 private:
     struct State {
@@ -91,8 +102,10 @@ Async<void> keepFindings(Async<std::vector<Finding>> examination, std::vector<Fi
 
 Async<void> examineTools(HelperConnection& helper, DoctorOptions options, std::vector<Finding>& findings) {
     Finding finding{"helper", Standing::attention};
+    Deadline deadline(co_await boost::asio::this_coro::executor, helperPatience);
     try {
-        HelperReply reply = co_await helper.ask(HelperRequest{HelperRequest::LocateTools{options.tools}});
+        Async<HelperReply> question = helper.ask(HelperRequest{HelperRequest::LocateTools{options.tools}});
+        HelperReply reply = co_await deadline.limit(std::move(question));
         if (const auto* tools = std::get_if<HelperReply::Tools>(&reply.value)) {
             findings = toolFindings(options, tools->report);
             bool isService = helper.way() == HelperConnection::Way::service;
@@ -106,6 +119,12 @@ Async<void> examineTools(HelperConnection& helper, DoctorOptions options, std::v
         }
     } catch (...) {
         finding.message = localizedDescription(std::current_exception());
+        if (deadline.hasPassed()) {
+            finding.message = fmt::format("The helper didn't answer within {} seconds.", helperPatience.count());
+            finding.advice =
+                "Look whether git --version and claude --version answer in a shell. If they do, end MarletHelper, then "
+                "try again.";
+        }
     }
     if (findings.empty()) {
         findings = examinePath(options);
@@ -206,9 +225,7 @@ Async<Finding> examineAccount(MarletServices& services, Account account) {
         }
         deadline.emplace(executor, serverPatience);
         Async<std::vector<Project>> verification = services.verify(account, std::move(*token));
-        std::vector<Project> projects = co_await boost::asio::co_spawn(
-            executor, std::move(verification),
-            boost::asio::bind_cancellation_slot(deadline->slot(), boost::asio::use_awaitable));
+        std::vector<Project> projects = co_await deadline->limit(std::move(verification));
         finding.standing = Standing::ok;
         finding.message = fmt::format("{} takes the token, and lists {} project{}.", hostAndPort(account.baseURL),
                                       projects.size(), projects.size() == 1 ? "" : "s");
@@ -223,7 +240,8 @@ Async<Finding> examineAccount(MarletServices& services, Account account) {
         finding.message = localizedDescription(failure);
         finding.advice = connectionAdvice(failure, account, ConnectionTrial::nothing);
     }
-    if (finding.advice.empty()) {
+    // Who couldn't ask the server at all has been told why.
+    if (finding.advice.empty() && deadline) {
         finding.advice = "Changes wait meanwhile, and none is lost. Try again later.";
     }
     co_return finding;

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <fstream>
 
 #include "ClientScenario.h"
@@ -113,6 +115,21 @@ TEST_P(DoctorTest, aGitThatCannotBeRunNeedsAttention) {
     EXPECT_EQ(textOf(git, "message"), scenario.tool("git") + " can't be run.");
 }
 
+TEST_P(DoctorTest, aToolThatTellsNoVersionIsNotInOrder) {
+    for (const char* name : {"git", "claude"}) {
+        std::ofstream(scenario.tool(name)) << "#!/usr/bin/env an-interpreter-that-is-nowhere\n";
+    }
+
+    JSONValue result = scenario.examine(1);
+
+    for (const std::string name : {"git", "claude"}) {
+        EXPECT_EQ(textOf(checkOf(result, name), "status"), name == "git" ? "attention" : "note");
+        EXPECT_EQ(textOf(checkOf(result, name), "message"),
+                  scenario.tool(name) + " doesn't tell its version, and may not work.");
+        EXPECT_THAT(textOf(checkOf(result, name), "advice"), StartsWith("Run " + name + " --version in a shell."));
+    }
+}
+
 TEST_P(DoctorTest, whatOthersCanGetAtNeedsAttention) {
     ::chmod(client.data.c_str(), 0755);
     std::string file = (client.data / "endpoint.json").string();
@@ -198,6 +215,17 @@ TEST(DoctorKeyringTest, aTokenFileThatMakesNoSenseNeedsAttention) {
     EXPECT_THAT(textOf(secrets, "message"), StartsWith("The token file "));
 }
 
+TEST(DoctorKeyringTest, anAccountWhoseTokenCannotBeReadIsNotToldToTryLater) {
+    DoctorScenario scenario;
+    scenario.addRemoteAccount();
+    std::ofstream(scenario.client.data / "tokens.json") << "{";
+
+    JSONValue account = checkOf(scenario.examine(1), "account");
+
+    EXPECT_THAT(textOf(account, "message"), StartsWith("The token file "));
+    EXPECT_TRUE(memberOf(account, "advice").isNull());
+}
+
 TEST(DoctorEndpointTest, aPortThatAnotherProgramUsesNeedsAttention) {
     DoctorScenario scenario;
     ClientScenario other;
@@ -240,6 +268,19 @@ TEST(DoctorHelperTest, withoutAHelperThePathTellsOfTheTools) {
               "MarletHelper wasn't found. It belongs beside marlet, or on the PATH: install Marlet again.");
     EXPECT_EQ(textOf(checkOf(result, "git"), "message"), scenario.tool("git"));
     EXPECT_EQ(textOf(checkOf(result, "git"), "status"), "ok");
+}
+
+TEST(DoctorHelperTest, aHelperThatIsSilentHoldsNobodyUpForLong) {
+    DoctorScenario scenario;
+    std::string path = scenario.client.folder.path().string() + "/io.tolvane.Marlet.Helper.sock";
+    boost::asio::io_context loop;
+    boost::asio::local::stream_protocol::acceptor silent(loop, {path});
+
+    JSONValue result = scenario.client.json({"doctor"}, 1);
+
+    EXPECT_EQ(textOf(checkOf(result, "helper"), "message"), "The helper didn't answer within 15 seconds.");
+    EXPECT_THAT(textOf(checkOf(result, "helper"), "advice"), HasSubstr("end MarletHelper"));
+    EXPECT_EQ(textOf(checkOf(result, "git"), "message"), scenario.tool("git"));
 }
 
 TEST(DoctorReportTest, longLinesAreBrokenBetweenWordsWhereTheTerminalEnds) {
