@@ -188,13 +188,16 @@ protected:
 };
 
 TEST_F(CopilotRegistrationTest, aNewFileAndItsFolderAreForTheirOwnerAlone) {
-    mode_t before = ::umask(0);
-    registerCopilot();
-    ::umask(before);
+    for (mode_t mask : {mode_t(0), mode_t(0777)}) {
+        fs::remove_all(folder);
+        mode_t before = ::umask(mask);
+        registerCopilot();
+        ::umask(before);
 
-    EXPECT_EQ(readRegularFile(file), updated(""));
-    EXPECT_EQ(mode(file), 0600u);
-    EXPECT_EQ(mode(folder), 0700u);
+        EXPECT_EQ(readRegularFile(file), updated(""));
+        EXPECT_EQ(mode(file), 0600u);
+        EXPECT_EQ(mode(folder), 0700u);
+    }
 }
 
 TEST_F(CopilotRegistrationTest, aHomeThatIsMissingIsMade) {
