@@ -228,6 +228,17 @@ std::string repairedUTF8(std::string_view text) {
     return isValidUTF8(text) ? std::string(text) : utf8(unicode(text));
 }
 
+std::string replacingAll(std::string_view text, std::string_view searched, std::string_view replacement) {
+    std::string result;
+    result.reserve(text.size());
+    size_t copied = 0;
+    for (size_t found = text.find(searched); found != std::string_view::npos; found = text.find(searched, copied)) {
+        result.append(text, copied, found - copied).append(replacement);
+        copied = found + searched.size();
+    }
+    return result.append(text, copied);
+}
+
 std::string withoutControlCharacters(std::string_view text) {
     icu::UnicodeString source = unicode(text);
     icu::UnicodeString result;

@@ -47,6 +47,9 @@ bool isValidUTF8(std::string_view text);
 // Every sequence that isn't UTF-8 replaced by U+FFFD.
 std::string repairedUTF8(std::string_view text);
 
+// With `replacement` in place of every `searched`, which isn't empty, from the left.
+std::string replacingAll(std::string_view text, std::string_view searched, std::string_view replacement);
+
 // Safe to print: control characters, also those of C1 and the ones that turn the writing direction, are replaced.
 std::string withoutControlCharacters(std::string_view text);
 

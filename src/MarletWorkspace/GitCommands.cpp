@@ -34,18 +34,12 @@ std::optional<std::string> tokenAuthority(const std::string& remote) {
     return components.port.empty() ? *components.host : *components.host + ":" + components.port;
 }
 
-void replaceAll(std::string& text, std::string_view part, std::string_view replacement) {
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + replacement.size())) {
-        text.replace(at, part.size(), replacement);
-    }
-}
-
 std::string withoutSecrets(std::string text, const std::optional<std::string>& token) {
     if (token && !token->empty()) {
-        replaceAll(text, credential(*token), redacted);
-        replaceAll(text, *token, redacted);
+        text = replacingAll(text, credential(*token), redacted);
+        text = replacingAll(text, *token, redacted);
     }
-    return withoutUserInfo(std::move(text));
+    return withoutUserInfo(text);
 }
 
 }  // namespace
@@ -88,21 +82,22 @@ void check(const CommandResult& result, const std::string& command, const std::o
                                                               : fmt::format("{}", fmt::join(lines, " ")));
 }
 
-std::string withoutUserInfo(std::string text) {
+std::string withoutUserInfo(std::string_view text) {
     constexpr std::string_view mark = "://";
-    size_t at = text.find(mark);
-    while (at != std::string::npos) {
+    std::string result;
+    size_t copied = 0;
+    for (size_t at = text.find(mark); at != std::string_view::npos; at = text.find(mark, at + mark.size())) {
         size_t start = at + mark.size();
-        std::string_view authority = std::string_view(text).substr(start);
+        std::string_view authority = text.substr(start);
         authority = authority.substr(0, authority.find_first_of("/?# \t\r\n"));
         std::string_view userInfo = authority.substr(0, authority.rfind('@') + 1);  // with the "@"; empty without one
-        bool isSSH = std::string_view(text).substr(0, at).ends_with("ssh");
+        bool isSSH = text.substr(0, at).ends_with("ssh");
         if (!userInfo.empty() && (!isSSH || userInfo.find(':') != std::string_view::npos)) {
-            text.replace(start, userInfo.size() - 1, redacted);
+            result.append(text, copied, start - copied).append(redacted);
+            copied = start + userInfo.size() - 1;
         }
-        at = text.find(mark, start);
     }
-    return text;
+    return result.append(text, copied);
 }
 
 }  // namespace marlet

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "MarletWorkspace/CommandRunner.h"
@@ -33,6 +34,6 @@ std::map<std::string, std::string> gitEnvironment(const std::string& remote, con
 void check(const CommandResult& result, const std::string& command, const std::optional<std::string>& token = {});
 
 // The addresses in the text without their user names and passwords: people keep tokens there. "git@" of ssh stays.
-std::string withoutUserInfo(std::string text);
+std::string withoutUserInfo(std::string_view text);
 
 }  // namespace marlet

@@ -76,29 +76,13 @@ void replaceTags(std::string& text) {
     replace(text, patterns().otherTag, "");
 }
 
-void replacePlainly(std::string& text, std::string_view searched, std::string_view replacement) {
-    size_t found = text.find(searched);
-    if (found == std::string::npos) {
-        return;
-    }
-    std::string result;
-    result.reserve(text.size());
-    size_t copied = 0;
-    for (; found != std::string::npos; found = text.find(searched, copied)) {
-        result.append(text, copied, found - copied).append(replacement);
-        copied = found + searched.size();
-    }
-    result.append(text, copied);
-    text = std::move(result);
-}
-
 // The ampersand comes last, so that an escaped entity isn't unescaped twice.
 void replaceEntities(std::string& text) {
     constexpr std::pair<std::string_view, std::string_view> entities[] = {
         {"&nbsp;", " "}, {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"},
     };
     for (const auto& [entity, character] : entities) {
-        replacePlainly(text, entity, character);
+        text = replacingAll(text, entity, character);
     }
 }
 

@@ -93,6 +93,14 @@ TEST(TextTest, controlCharactersNeverReachATerminal) {
     EXPECT_EQ(withoutControlCharacters("größe ✓"), "größe ✓");
 }
 
+TEST(TextTest, everyPartIsReplacedOnceFromTheLeft) {
+    EXPECT_EQ(replacingAll("a-b--c", "-", "+-"), "a+-b+-+-c");
+    EXPECT_EQ(replacingAll("aaaaa", "aa", "b"), "bba");
+    EXPECT_EQ(replacingAll("abc", "abc", ""), "");
+    EXPECT_EQ(replacingAll("abc", "abcd", "x"), "abc");
+    EXPECT_EQ(replacingAll("", "a", "x"), "");
+}
+
 TEST(TextTest, digitsOfAnyScriptMakeANumber) {
     EXPECT_EQ(decimalNumber("0"), 0);
     EXPECT_EQ(decimalNumber("007"), 7);

@@ -4,6 +4,7 @@
 
 #include "CheckoutFixture.h"
 #include "MarletBase/Base64.h"
+#include "MarletBase/Text.h"
 #include "MarletWorkspace/CheckoutError.h"
 #include "TestSupport/ScriptedRunner.h"
 
@@ -170,6 +171,18 @@ TEST(WithoutUserInfoTest, whatIdentifiesSomeoneGoesAndTheRestStays) {
          }) {
         EXPECT_EQ(withoutUserInfo(row.text), row.expected);
     }
+}
+
+// If each of them moved the rest of the text, this would take minutes. Servers write to where git tells its errors.
+TEST(WithoutUserInfoTest, megabytesAreDoneInAMoment) {
+    std::string said;
+    std::string expected;
+    for (int count = 0; count < 300'000; ++count) {
+        said += "https://k:1@a.example t0k ";
+        expected += "https://***@a.example t0k ";
+    }
+    EXPECT_TRUE(withoutUserInfo(said) == expected);
+    EXPECT_TRUE(failureOfCheck(failed(said), "t0k") == "git clone failed: " + replacingAll(expected, "t0k", "***"));
 }
 
 TEST(GitTest, aCommandRunsInItsFolderWithWhatItIsGiven) {
