@@ -5,11 +5,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
-#include <thread>
 
 #include "MarletBase/Clock.h"
+#include "TestSupport/Await.h"
 
 namespace marlet {
 
@@ -88,14 +87,12 @@ void DoctorScenario::waitForSocket(const std::string& path) {
     address.sun_family = AF_UNIX;
     ASSERT_LT(path.size(), sizeof address.sun_path);
     path.copy(address.sun_path, path.size());
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    for (bool isThere = false; !isThere;) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    ASSERT_TRUE(awaitListener(path, [&] {
         int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        isThere = ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+        bool isThere = ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
         ::close(descriptor);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+        return isThere;
+    }));
 }
 
 }  // namespace marlet

@@ -3,10 +3,10 @@
 
 #include <csignal>
 #include <fstream>
-#include <thread>
 
 #include "MarletBase/Base64.h"
 #include "TerminalSession.h"
+#include "TestSupport/Await.h"
 #include "WorkScenario.h"
 
 namespace marlet {
@@ -102,16 +102,13 @@ class SlowScenario : public WorkScenario {
 public:
     explicit SlowScenario(Way way = Way::inOwnProcess) : WorkScenario(way) {
         addAccount();
-        addProgram("git",
-                   "case \"$*\" in *clone*) : > '" + mark().string() + "'; sleep 600; esac; exec /usr/bin/git \"$@\"");
+        addProgram("git", "case \"$*\" in *clone*) : > '" + mark().string() +
+                              "'; /usr/bin/tail -f /dev/null; esac; exec /usr/bin/git \"$@\"");
     }
 
     std::unique_ptr<ChildProcess> startUntilTheClone() {
         std::unique_ptr<ChildProcess> command = client.start(named("", 1));
-        for (int tries = 0; !std::filesystem::exists(mark()) && tries < 1000; ++tries) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_TRUE(std::filesystem::exists(mark()));
+        EXPECT_TRUE(awaitFile(mark()));
         return command;
     }
     // With the scripts out of the way that make it slow.
@@ -145,7 +142,8 @@ TEST(WorkSafetyTest, aCommandThatIsKilledTwiceInASecondCanBeRepeated) {
     scenario.addProgram("git",
                         "case \"$*\" in *clone*) for target; do :; done; /bin/mkdir -p \"$target/.git\"; trap "
                         "'sleep 1; /bin/rm -rf \"$target\"; exit 1' TERM; : > '" +
-                            scenario.mark().string() + "'; sleep 600 & wait; esac; exec /usr/bin/git \"$@\"");
+                            scenario.mark().string() +
+                            "'; /usr/bin/tail -f /dev/null & wait; esac; exec /usr/bin/git \"$@\"");
     auto first = scenario.startUntilTheClone();
     first->send(SIGKILL);
     first->wait();
@@ -162,7 +160,7 @@ TEST(WorkSafetyTest, aTerminalIsToldWhatTakesSoLong) {
         SlowScenario scenario(way);
         TerminalSession session(scenario.client.commandLine(WorkScenario::named("", 1)), scenario.client.environment);
         EXPECT_TRUE(session.waitFor("Cloning acme/rocket … ")) << session.screen;
-        for (int slow : scenario.processesNamed("sleep")) {
+        for (int slow : scenario.processesNamed("tail")) {
             ::kill(slow, SIGKILL);
         }
         EXPECT_EQ(session.wait(), 0) << session.screen;
@@ -203,7 +201,7 @@ TEST(WorkSafetyTest, aHelperThatDiesAmidItsWorkIsTold) {
     EXPECT_EQ(command->errors, "marlet: The helper ended before it answered. Try again.\n");
     scenario.endSlowness();
     EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
-    EXPECT_THAT(scenario.processesNamed("sleep"), IsEmpty());
+    EXPECT_THAT(scenario.processesNamed("tail"), IsEmpty());
 }
 
 TEST(WorkSafetyTest, whatAHelperRanEndsWithACommandWhoseHelperWasKilled) {

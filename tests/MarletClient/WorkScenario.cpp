@@ -3,12 +3,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <chrono>
 #include <fstream>
-#include <thread>
 
 #include "MarletBase/Clock.h"
 #include "MarletBase/URL.h"
+#include "TestSupport/Await.h"
 
 namespace marlet {
 namespace {
@@ -60,12 +59,10 @@ WorkScenario::~WorkScenario() {
     if (isServed) {
         stopDaemon();
     }
-    std::vector<std::string> left = processes();
-    for (int tries = 0; !left.empty() && tries < 500; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        left = processes();
+    for (const auto& [process, line] : commandLines()) {
+        EXPECT_TRUE(awaitEndOf(process)) << line;
     }
-    EXPECT_EQ(left, std::vector<std::string>());
+    EXPECT_EQ(processes(), std::vector<std::string>());
     EXPECT_EQ(forge.violations(), std::vector<std::string>()) << forge.printedLog();
 }
 

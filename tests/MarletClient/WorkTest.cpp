@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <thread>
 
+#include "TestSupport/Await.h"
 #include "WorkScenario.h"
 
 namespace marlet {
@@ -322,9 +322,7 @@ TEST(WorkTest, aHelperOfTheSessionIsUsedWhereThereIsOne) {
     ChildProcess service({std::filesystem::path(MARLET_PROGRAM).replace_filename("MarletHelper").string(), "--socket",
                           (runtime / "io.tolvane.Marlet.Helper.sock").string()},
                          "", scenario.client.environment);
-    for (int tries = 0; !std::filesystem::exists(runtime / "io.tolvane.Marlet.Helper.sock") && tries < 1000; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    ASSERT_TRUE(awaitFile(runtime / "io.tolvane.Marlet.Helper.sock"));
 
     EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
 

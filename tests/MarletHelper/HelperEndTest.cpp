@@ -7,9 +7,9 @@
 #include <array>
 #include <fstream>
 #include <future>
-#include <thread>
 
 #include "HelperScenario.h"
+#include "TestSupport/Await.h"
 
 namespace marlet {
 namespace {
@@ -54,21 +54,6 @@ protected:
 
     std::array<int, 2> input{-1, -1};
 };
-
-// Gone, or dead and not yet collected by whoever it was left to. Waits half a minute at most.
-bool isGone(const std::string& process) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::chrono::steady_clock::now() < deadline) {
-        std::ifstream stat("/proc/" + process + "/stat");
-        std::string text(std::istreambuf_iterator<char>(stat), {});
-        size_t state = text.rfind(") ");
-        if (state == std::string::npos || text[state + 2] == 'Z' || text[state + 2] == 'X') {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return false;
-}
 
 TEST_F(HelperEndTest, everySignalThatAsksForItEndsItWell) {
     for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
@@ -122,7 +107,8 @@ TEST_F(HelperEndTest, aCommandUnderWayIsStoppedAndItsRequestAnswered) {
     NamedPipe started(folder.path() / "started");
     ToolSettings slow{
         GitChoice::custom, "/nowhere/git",
-        script("slow", "sleep 600 &\necho $$ $! > '" + (folder.path() / "started").string() + "'\nwait").string()};
+        script("slow", "tail -f /dev/null &\necho $$ $! > '" + (folder.path() / "started").string() + "'\nwait")
+            .string()};
     auto helper = start();
     auto reply = std::async(std::launch::async, [&] { return ask(HelperRequest{HelperRequest::LocateTools{slow}}); });
     std::string processes = started.readLine();
@@ -131,15 +117,15 @@ TEST_F(HelperEndTest, aCommandUnderWayIsStoppedAndItsRequestAnswered) {
 
     EXPECT_TRUE(std::holds_alternative<HelperReply::Tools>(reply.get().value));
     EXPECT_EQ(helper->wait(), 0);
-    EXPECT_TRUE(isGone(processes.substr(0, processes.find(' '))));
-    EXPECT_TRUE(isGone(processes.substr(processes.find(' ') + 1)));
+    EXPECT_TRUE(awaitEndOf(std::stoi(processes)));
+    EXPECT_TRUE(awaitEndOf(std::stoi(processes.substr(processes.find(' ') + 1))));
 }
 
 // Git's own way to any program stands for a server that never answers.
 TEST_F(HelperEndTest, aCloneUnderWayIsStoppedAndLeavesNothing) {
     NamedPipe started(folder.path() / "started");
     std::filesystem::path server =
-        script("server", "sleep 600 &\necho $$ $! > '" + (folder.path() / "started").string() + "'\nwait");
+        script("server", "tail -f /dev/null &\necho $$ $! > '" + (folder.path() / "started").string() + "'\nwait");
     std::ofstream(home / ".gitconfig") << "[protocol \"ext\"]\n\tallow = always\n[url \"ext::" << server.string()
                                        << " \"]\n\tinsteadOf = https://forge.example/\n";
     auto helper = start();
@@ -158,8 +144,8 @@ TEST_F(HelperEndTest, aCloneUnderWayIsStoppedAndLeavesNothing) {
 
     EXPECT_EQ(reply.get().line(), R"({"failure":{"_0":"git clone failed: it took too long and was stopped"}})");
     EXPECT_EQ(helper->wait(), 0);
-    EXPECT_TRUE(isGone(processes.substr(0, processes.find(' '))));
-    EXPECT_TRUE(isGone(processes.substr(processes.find(' ') + 1)));
+    EXPECT_TRUE(awaitEndOf(std::stoi(processes)));
+    EXPECT_TRUE(awaitEndOf(std::stoi(processes.substr(processes.find(' ') + 1))));
     EXPECT_TRUE(std::filesystem::is_empty(temporary));
     EXPECT_FALSE(std::filesystem::exists(home / "Code" / "garden"));
     EXPECT_FALSE(std::filesystem::exists(socket));
@@ -170,7 +156,7 @@ TEST_F(HelperEndTest, whatWaitsForAThreadIsAnsweredToo) {
     NamedPipe started(folder.path() / "started");
     ToolSettings slow{
         GitChoice::custom, "/nowhere/git",
-        script("slow", "echo x > '" + (folder.path() / "started").string() + "'\nexec sleep 600").string()};
+        script("slow", "echo x > '" + (folder.path() / "started").string() + "'\nexec tail -f /dev/null").string()};
     auto helper = start();
     std::vector<std::future<std::optional<std::string>>> replies;
     for (int number = 0; number < busy + 2; ++number) {

@@ -1,4 +1,5 @@
 #include "HelperScenario.h"
+#include "TestSupport/Await.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,7 +9,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <thread>
 #include <utility>
 
 namespace marlet {
@@ -52,14 +52,7 @@ ChildOutcome HelperScenario::runToEnd(const std::vector<std::string>& arguments,
 }
 
 bool HelperScenario::listens(const std::filesystem::path& path) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patienceMilliseconds);
-    while (!LineClient::connect(path)) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return awaitListener(path, [&] { return LineClient::connect(path).has_value(); });
 }
 
 LineClient HelperScenario::connect() const {

@@ -35,7 +35,7 @@ std::vector<std::string> filesWithToken(const std::filesystem::path& folder) {
 class NotingGit {
 public:
     NotingGit() {
-        writeScript(path(), "note=$(mktemp -d " + (folder.path() / "run-XXXXXX").string() +
+        writeScript(path(), "note=$(mktemp -d -p " + folder.path().string() +
                                 ")\nprintf '%s\\n' \"$@\" >$note/arguments\nenv >$note/environment\n"
                                 "exec /usr/bin/git \"$@\"\n");
     }
