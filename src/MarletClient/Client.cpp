@@ -1,5 +1,6 @@
 #include "MarletClient/Client.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -24,6 +25,16 @@ namespace {
 constexpr int done = 0;
 constexpr int failed = 1;
 constexpr int misused = 2;
+
+// What is opened later must not become a standard file by accident, and get what is printed. Each is opened the wrong
+// way round: using one that was closed stays an error.
+void occupyStandardFiles() {
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) < 0) {
+            static_cast<void>(::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
 
 // False when the output couldn't be written, such as on a full disk.
 bool print(std::string_view text) {
@@ -125,6 +136,7 @@ int follow(CommandLine line) {
 }  // namespace
 
 int runClient(const std::vector<std::string>& arguments) {
+    occupyStandardFiles();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     bool wantsJSON = asksForJSON(arguments);
     try {

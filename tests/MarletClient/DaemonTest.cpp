@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
+#include <iterator>
 
 #include "ClientScenario.h"
 
@@ -200,6 +202,26 @@ TEST(DaemonTest, commandsWithoutADaemonWaitForEachOther) {
     std::vector<std::string> numbers = textsOf(client.json({"task", "list"}), "tasks", "number");
     std::sort(numbers.begin(), numbers.end());
     EXPECT_EQ(numbers, (std::vector<std::string>{"1", "2", "3", "4", "5", "6", "7", "8"}));
+}
+
+TEST(DaemonTest, whatIsPrintedWithoutAStandardOutputGoesIntoNoOtherFile) {
+    ClientScenario client;
+    std::vector<std::string> words{"/bin/sh", "-c", "exec \"$0\" \"$@\" >&-"};
+    ClientScenario::Arguments serve = client.commandLine({"serve"});
+    words.insert(words.end(), serve.begin(), serve.end());
+    ChildProcess daemon(words, "", client.environment);
+    bool isServed = false;
+    for (int tries = 0; !isServed && tries < 200; ++tries) {
+        isServed = !memberOf(client.json({"status"}), "endpoint").isNull();
+    }
+    ASSERT_TRUE(isServed);
+
+    daemon.send(SIGTERM);
+
+    EXPECT_EQ(daemon.wait(), 0) << daemon.errors;
+    std::ifstream lock(client.data / "lock");
+    std::string content((std::istreambuf_iterator<char>(lock)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(content, std::to_string(daemon.pid()) + "\n");
 }
 
 TEST(DaemonTest, commandsAroundItsStartAndStopAreAllCarriedOutOnce) {
