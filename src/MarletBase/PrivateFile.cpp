@@ -21,18 +21,9 @@ void require(bool isDone, const std::filesystem::path& path) {
     }
 }
 
-class OpenFile {
-public:
-    OpenFile(const std::filesystem::path& path, int flags) : descriptor(::open(path.c_str(), flags, ownerOnly)) {}
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    ~OpenFile() {
-        if (descriptor >= 0) {
-            ::close(descriptor);
-        }
-    }
-    const int descriptor;
-};
+Descriptor opened(const std::filesystem::path& path, int flags) {
+    return Descriptor(::open(path.c_str(), flags, ownerOnly));
+}
 
 bool write(int descriptor, std::string_view bytes) {
     size_t done = 0;
@@ -48,24 +39,24 @@ bool write(int descriptor, std::string_view bytes) {
 
 // A new name is safe only once its folder is.
 void syncFolder(const std::filesystem::path& path) {
-    OpenFile folder(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    require(folder.descriptor >= 0 && ::fsync(folder.descriptor) == 0, path);
+    Descriptor folder = opened(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(folder.get() >= 0 && ::fsync(folder.get()) == 0, path);
 }
 
-struct stat regularStatus(const OpenFile& file, const std::filesystem::path& path) {
+struct stat regularStatus(const Descriptor& file, const std::filesystem::path& path) {
     struct stat status {};
-    require(file.descriptor >= 0 && ::fstat(file.descriptor, &status) == 0, path);
+    require(file.get() >= 0 && ::fstat(file.get(), &status) == 0, path);
     if (!S_ISREG(status.st_mode)) {
         throw std::system_error(EINVAL, std::generic_category(), path.string());
     }
     return status;
 }
 
-std::string content(const OpenFile& file, const struct stat& status, const std::filesystem::path& path) {
+std::string content(const Descriptor& file, const struct stat& status, const std::filesystem::path& path) {
     std::string content(static_cast<size_t>(status.st_size), '\0');
     size_t length = 0;
     while (length < content.size()) {
-        ssize_t count = ::read(file.descriptor, content.data() + length, content.size() - length);
+        ssize_t count = ::read(file.get(), content.data() + length, content.size() - length);
         require(count >= 0 || errno == EINTR, path);
         if (count == 0) {
             break;
@@ -79,20 +70,20 @@ std::string content(const OpenFile& file, const struct stat& status, const std::
 }  // namespace
 
 std::optional<std::string> readPrivateFile(const std::filesystem::path& path) {
-    OpenFile file(path, readingFlags | O_NOFOLLOW);
-    if (file.descriptor < 0 && errno == ENOENT) {
+    Descriptor file = opened(path, readingFlags | O_NOFOLLOW);
+    if (file.get() < 0 && errno == ENOENT) {
         return std::nullopt;
     }
     struct stat status = regularStatus(file, path);
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
+        require(::fchmod(file.get(), ownerOnly) == 0, path);
     }
     return content(file, status, path);
 }
 
 std::optional<std::string> readRegularFile(const std::filesystem::path& path) {
-    OpenFile file(path, readingFlags);
-    if (file.descriptor < 0 && errno == ENOENT) {
+    Descriptor file = opened(path, readingFlags);
+    if (file.get() < 0 && errno == ENOENT) {
         return std::nullopt;
     }
     struct stat status = regularStatus(file, path);
@@ -102,12 +93,12 @@ std::optional<std::string> readRegularFile(const std::filesystem::path& path) {
 void writeNewPrivateFile(const std::filesystem::path& path, std::string_view bytes) {
     // A crash may have left one.
     require(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
-    OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
-    require(file.descriptor >= 0, path);
+    Descriptor file = opened(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC);
+    require(file.get() >= 0, path);
     try {
-        require(::fchmod(file.descriptor, ownerOnly) == 0, path);
-        require(write(file.descriptor, bytes), path);
-        require(::fsync(file.descriptor) == 0, path);
+        require(::fchmod(file.get(), ownerOnly) == 0, path);
+        require(write(file.get(), bytes), path);
+        require(::fsync(file.get()) == 0, path);
     } catch (...) {
         ::unlink(path.c_str());
         throw;
@@ -127,20 +118,11 @@ void replacePrivateFile(const std::filesystem::path& path, std::string_view byte
     syncFolder(path.parent_path());
 }
 
-FolderLock::FolderLock(const std::filesystem::path& folder)
-    : descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    require(descriptor >= 0, folder);
-    while (::flock(descriptor, LOCK_EX) != 0) {
-        if (errno != EINTR) {
-            std::error_code reason(errno, std::generic_category());
-            ::close(descriptor);
-            throw std::system_error(reason, folder.string());
-        }
+FolderLock::FolderLock(const std::filesystem::path& folder) : held(opened(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    require(held.get() >= 0, folder);
+    while (::flock(held.get(), LOCK_EX) != 0) {
+        require(errno == EINTR, folder);
     }
-}
-
-FolderLock::~FolderLock() {
-    ::close(descriptor);
 }
 
 }  // namespace marlet

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "MarletBase/Descriptor.h"
+
 namespace marlet {
 
 // No value if there is no such file. A file that others may read is theirs no longer afterwards. Anything but a regular
@@ -33,10 +35,9 @@ public:
     explicit FolderLock(const std::filesystem::path& folder);
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
-    ~FolderLock();
 
 private:
-    int descriptor;
+    Descriptor held;
 };
 
 }  // namespace marlet

@@ -13,8 +13,6 @@
 #include <system_error>
 #include <utility>
 
-#include "MarletClient/Descriptor.h"
-
 namespace marlet {
 namespace {
 

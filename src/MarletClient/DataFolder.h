@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "MarletBase/Descriptor.h"
 #include "MarletBase/LocalizedError.h"
-#include "MarletClient/Descriptor.h"
 
 namespace marlet {
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "MarletBase/Async.h"
-#include "MarletClient/Descriptor.h"
+#include "MarletBase/Descriptor.h"
 
 namespace marlet {
 

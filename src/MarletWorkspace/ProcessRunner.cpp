@@ -16,6 +16,7 @@
 #include <set>
 #include <system_error>
 
+#include "MarletBase/Descriptor.h"
 #include "MarletBase/PrivateFile.h"
 #include "MarletBase/Text.h"
 #include "MarletBase/UUID.h"
@@ -30,15 +31,6 @@ constexpr const char* standardPath = "/usr/bin:/bin:/usr/sbin:/sbin";
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
-
-struct Descriptor {
-    explicit Descriptor(int number) : number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { ::close(number); }
-
-    const int number;
-};
 
 // The calls that are under way, for stopAllCommands.
 class RunningCalls {
@@ -94,15 +86,13 @@ public:
 };
 
 // For its user alone.
-int newFile(const std::filesystem::path& path) {
-    int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+Descriptor newFile(const std::filesystem::path& path) {
+    Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     // Where this process has no standard input or output, the child's own would take this one's place.
-    if (file >= 0 && file <= STDERR_FILENO) {
-        int low = file;
-        file = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        ::close(low);
+    if (file.get() >= 0 && file.get() <= STDERR_FILENO) {
+        file = Descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     }
-    if (file < 0) {
+    if (file.get() < 0) {
         fail("Couldn't create " + path.string());
     }
     return file;
@@ -195,9 +185,9 @@ CommandResult ProcessRunner::run(const Command& command) const {
     RunningCall call;
     std::vector<std::string> environment = environmentFor(command, extraPath);
     OutputFolder folder;
-    Descriptor output(newFile(folder.output()));
-    Descriptor errors(newFile(folder.errors()));
-    RunningCommand running(command, std::move(environment), {output.number, errors.number}, call.news);
+    Descriptor output = newFile(folder.output());
+    Descriptor errors = newFile(folder.errors());
+    RunningCommand running(command, std::move(environment), {output.get(), errors.get()}, call.news);
     bool timedOut = !call.news.awaitEnd(timeAfter(command.timeout));
     if (timedOut) {
         running.stop(patienceAfterTermination);

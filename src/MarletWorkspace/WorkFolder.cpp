@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "MarletBase/Descriptor.h"
 #include "MarletBase/PrivateFile.h"
 #include "MarletBase/Text.h"
 #include "MarletWorkspace/ResolvedPath.h"
@@ -37,28 +38,16 @@ fs::filesystem_error failure(const std::string& path, int reason) {
     return {"", path, std::error_code(reason, std::generic_category())};
 }
 
-struct Descriptor {
-    explicit Descriptor(int value) : value(value) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (value >= 0) {
-            ::close(value);
-        }
-    }
-    const int value;
-};
-
 class RegularFile {
 public:
     // Throws WorkFolderError::notARegularFile for anything else. Waits for nobody, as opening a pipe would.
     RegularFile(const std::string& path, int flags)
         : path(path), file(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, readableFile)) {
-        if (file.value < 0 && errno == ENOENT) {
+        if (file.get() < 0 && errno == ENOENT) {
             return;
         }
-        bool isOther = file.value < 0 && (errno == ELOOP || errno == ENXIO);
-        if (!isOther && (file.value < 0 || ::fstat(file.value, &status) != 0)) {
+        bool isOther = file.get() < 0 && (errno == ELOOP || errno == ENXIO);
+        if (!isOther && (file.get() < 0 || ::fstat(file.get(), &status) != 0)) {
             throw failure(path, errno);
         }
         if (isOther || !S_ISREG(status.st_mode)) {
@@ -66,7 +55,7 @@ public:
         }
     }
 
-    bool isMissing() const { return file.value < 0; }
+    bool isMissing() const { return file.get() < 0; }
 
     Date modificationDate() const {
         constexpr double nanosecond = 1e-9;
@@ -81,7 +70,7 @@ public:
         while (content.size() < limit) {
             size_t length = content.size();
             content.resize(std::min(limit, length + step));
-            ssize_t count = ::read(file.value, content.data() + length, content.size() - length);
+            ssize_t count = ::read(file.get(), content.data() + length, content.size() - length);
             if (count < 0 && errno != EINTR) {
                 throw failure(path, errno);
             }
@@ -95,12 +84,12 @@ public:
 
     // The file holds all of it afterwards, or none.
     void append(std::string_view bytes) const {
-        ssize_t count = ::write(file.value, bytes.data(), bytes.size());
+        ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
         if (std::cmp_equal(count, bytes.size())) {
             return;
         }
         int reason = count < 0 ? errno : ENOSPC;
-        static_cast<void>(::ftruncate(file.value, status.st_size));
+        static_cast<void>(::ftruncate(file.get(), status.st_size));
         throw failure(path, reason);
     }
 
