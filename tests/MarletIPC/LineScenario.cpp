@@ -68,6 +68,13 @@ void RunningServer::stop() {
     wait(server.stop());
 }
 
+void RunningServer::stopAfter(const std::function<void()>& event) {
+    wait([](LineServer& stopped, std::function<void()> happens) -> Async<void> {
+        happens();
+        co_await stopped.stop();
+    }(server, event));
+}
+
 void RunningServer::drain(std::chrono::duration<double> time) {
     wait(server.drain(time));
 }

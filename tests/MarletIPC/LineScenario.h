@@ -5,6 +5,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@ public:
     ~RunningServer();
 
     void stop();
+    // With nothing in between that the server could do.
+    void stopAfter(const std::function<void()>& event);
     void drain(std::chrono::duration<double> time);
     void release();
     // Until so many lines wait to be released.

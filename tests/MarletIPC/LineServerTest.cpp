@@ -273,6 +273,25 @@ TEST_F(LineServerTest, aServerThatStopsAnswersWhatIsUnderWayAndTellsTheOthers) {
     EXPECT_EQ(underWay.get(), "wait");
 }
 
+TEST_F(LineServerTest, anAnswerOnItsWayIsSentToItsEnd) {
+    RunningServer server(path);
+    RawPeer peer(path);
+    peer.send("long 8000000\n");
+    EXPECT_EQ(LineClient::connect(path)->ask("echo served"), "served");
+
+    server.stop();
+
+    EXPECT_EQ(peer.readLine().size(), 8'000'000U);
+    EXPECT_EQ(peer.readAll(), "stopping\n");
+}
+
+TEST_F(LineServerTest, whoWaitsToBeLetInWhenItStopsIsToldSo) {
+    RunningServer server(path);
+    std::optional<RawPeer> peer;
+    server.stopAfter([&] { peer.emplace(path); });
+    EXPECT_EQ(peer->readAll(), "stopping\n");
+}
+
 TEST_F(LineServerTest, theSocketOfASuccessorIsNotRemoved) {
     RunningServer server(path);
     std::filesystem::remove(path);
