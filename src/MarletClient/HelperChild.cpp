@@ -12,7 +12,6 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cerrno>
 #include <csignal>
-#include <set>
 #include <system_error>
 #include <utility>
 
@@ -40,6 +39,12 @@ Life lifeOf(pid_t process) {
         return Life::running;
     }
     return end.si_code == CLD_KILLED || end.si_code == CLD_DUMPED ? Life::killed : Life::exited;
+}
+
+void signalSession(pid_t session, int signal) {
+    for (pid_t process : processesOfSession(session)) {
+        ::kill(process, signal);
+    }
 }
 
 [[noreturn]] void throwSystemError(int error, const char* what) {
@@ -150,21 +155,13 @@ Async<void> HelperChild::ended(std::chrono::seconds patience) {
 Async<void> HelperChild::stopRest() {
     boost::asio::steady_timer pause(handle.get_executor());
     auto deadline = std::chrono::steady_clock::now() + restPatience;
-    std::set<pid_t> told;  // git takes a second signal for a reason to leave its half-done work where it is
-    std::vector<pid_t> rest = processesOfSession(process);
-    while (!rest.empty() && std::chrono::steady_clock::now() < deadline) {
-        for (pid_t one : rest) {
-            if (told.insert(one).second) {
-                ::kill(one, SIGTERM);
-            }
-        }
+    // Once: git takes a second signal for a reason to leave its half-done work where it is.
+    signalSession(process, SIGTERM);
+    while (!processesOfSession(process).empty() && std::chrono::steady_clock::now() < deadline) {
         pause.expires_after(restPause);
         co_await pause.async_wait(boost::asio::use_awaitable);
-        rest = processesOfSession(process);
     }
-    for (pid_t one : rest) {
-        ::kill(one, SIGKILL);
-    }
+    signalSession(process, SIGKILL);
 }
 
 }  // namespace marlet

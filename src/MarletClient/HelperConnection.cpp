@@ -167,7 +167,6 @@ Async<AsyncLineClient> HelperConnection::State::connectToChild() {
     while (isStarting) {
         co_await changed.async_wait(withoutThrowing);
     }
-    throwIfStopping();
     if (child && !child->hasEnded()) {
         std::optional<AsyncLineClient> client = co_await AsyncLineClient::connect(childSocket);
         if (client) {
@@ -178,6 +177,7 @@ Async<AsyncLineClient> HelperConnection::State::connectToChild() {
 }
 
 Async<AsyncLineClient> HelperConnection::State::startChild() {
+    throwIfStopping();
     std::optional<std::filesystem::path> program = HelperChild::program();
     if (!program) {
         throw CommandError(
@@ -199,7 +199,6 @@ Async<AsyncLineClient> HelperConnection::State::startChild() {
         child.reset();
     }
     Patience patience(executor, endPatience);
-    throwIfStopping();
     while (!(child = startedChild(executor, *program, childSocket))) {
         if (patience.hasEnded()) {
             throw CommandError("The helper of a Marlet that has ended is still at work. Try again in a moment.");

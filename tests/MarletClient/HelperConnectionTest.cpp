@@ -17,7 +17,9 @@
 #include <iterator>
 
 #include "MarletClient/Commands.h"
+#include "MarletClient/HelperChild.h"
 #include "MarletIPC/LineServer.h"
+#include "TestSupport/Await.h"
 #include "TestSupport/EnvironmentVariable.h"
 #include "TestSupport/TemporaryFolder.h"
 #include "TestSupport/TestLoop.h"
@@ -123,14 +125,29 @@ TEST(HelperConnectionTest, aStopEndsWhatIsUnderWayAndWhatComesLater) {
     EXPECT_THAT(service.failure(), HasSubstr("Marlet was stopped"));
 }
 
+Async<void> askUntilTheEnd(HelperConnection& connection, bool& hasEnded) {
+    try {
+        co_await connection.ask(opening);
+    } catch (const CommandError&) {
+    }
+    hasEnded = true;
+}
+
+Async<void> drainAndLook(HelperConnection& connection, const bool& hasEnded, bool& hadEnded) {
+    co_await connection.drain();
+    hadEnded = hasEnded;
+}
+
 TEST(HelperConnectionTest, aDrainAwaitsTheAnswersThatAreUnderWay) {
     ScriptedService service(std::nullopt);
-    auto outcome = service.loop.start(service.connection.ask(opening));
+    bool hasEnded = false;
+    bool hadEnded = false;
+    service.loop.start(askUntilTheEnd(service.connection, hasEnded));
     service.loop.runUntil([&] { return !service.asked.empty(); });
 
-    service.loop.runToEnd(service.connection.drain());
+    service.loop.runToEnd(drainAndLook(service.connection, hasEnded, hadEnded));
 
-    EXPECT_TRUE(outcome->isFinished);
+    EXPECT_TRUE(hadEnded);
 }
 
 TEST(HelperConnectionTest, aCallerThatGivesUpEndsNothingButItsOwnRequest) {
@@ -311,6 +328,19 @@ TEST_F(HelperChildTest, aChildThatCantListenIsToldInItsOwnWords) {
     std::ofstream(socket) << "mine";
     EXPECT_EQ(failure(), "The helper ended as soon as it was started. MarletHelper couldn't listen: The file " +
                              socket.string() + " can't be used: Address already in use.");
+    EXPECT_TRUE(std::filesystem::remove(socket));
+}
+
+TEST_F(HelperChildTest, aChildThatIsStuckIsKilledWhenPatienceEnds) {
+    auto child = HelperChild::tryStart(loop.executor(), HelperChild::program().value(), socket);
+    ASSERT_TRUE(child);
+    ASSERT_TRUE(awaitFile(socket));
+    ::kill(ownChildren().at(0), SIGSTOP);
+    child->endInput();
+
+    loop.runToEnd(child->ended(std::chrono::seconds(0)));
+
+    EXPECT_TRUE(child->hasEnded());
     EXPECT_TRUE(std::filesystem::remove(socket));
 }
 

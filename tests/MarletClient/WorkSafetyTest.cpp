@@ -97,13 +97,18 @@ TEST(WorkSafetyTest, whenTheCommandHasEndedNothingRuns) {
     EXPECT_FALSE(std::filesystem::exists(scenario.client.data / "helper"));
 }
 
-// A scenario whose clones take longer than anybody waits.
+// A scenario whose clones take longer than anybody waits, and their time to remove what they have done half: as git
+// does it, who asks twice for an end gets it at once.
 class SlowScenario : public WorkScenario {
 public:
-    explicit SlowScenario(Way way = Way::inOwnProcess) : WorkScenario(way) {
+    explicit SlowScenario(Way way = Way::inOwnProcess,
+                          const std::string& end = "trap - TERM; sleep 1; /bin/rm -rf \"$target\"; exit 1")
+        : WorkScenario(way) {
         addAccount();
-        addProgram("git", "case \"$*\" in *clone*) : > '" + mark().string() +
-                              "'; /usr/bin/tail -f /dev/null; esac; exec /usr/bin/git \"$@\"");
+        addProgram("git",
+                   "case \"$*\" in *clone*) for target; do :; done; /bin/mkdir -p \"$target/.git\"; trap '" + end +
+                       "' TERM; : > '" + mark().string() +
+                       "'; /usr/bin/tail -f /dev/null & wait; /bin/rm -rf \"$target\"; esac; exec /usr/bin/git \"$@\"");
     }
 
     std::unique_ptr<ChildProcess> startUntilTheClone() {
@@ -136,14 +141,8 @@ TEST(WorkSafetyTest, aCommandThatIsInterruptedAmidACloneCanBeRepeated) {
     EXPECT_EQ(textOf(scenario.work(1), "branch"), "marlet/1-fuel-the-tanks");
 }
 
-// A clone that takes its time to remove what it has done half, as git's own may.
 TEST(WorkSafetyTest, aCommandThatIsKilledTwiceInASecondCanBeRepeated) {
     SlowScenario scenario;
-    scenario.addProgram("git",
-                        "case \"$*\" in *clone*) for target; do :; done; /bin/mkdir -p \"$target/.git\"; trap "
-                        "'sleep 1; /bin/rm -rf \"$target\"; exit 1' TERM; : > '" +
-                            scenario.mark().string() +
-                            "'; /usr/bin/tail -f /dev/null & wait; esac; exec /usr/bin/git \"$@\"");
     auto first = scenario.startUntilTheClone();
     first->send(SIGKILL);
     first->wait();
@@ -205,7 +204,7 @@ TEST(WorkSafetyTest, aHelperThatDiesAmidItsWorkIsTold) {
 }
 
 TEST(WorkSafetyTest, whatAHelperRanEndsWithACommandWhoseHelperWasKilled) {
-    SlowScenario scenario;
+    SlowScenario scenario(WorkScenario::Way::inOwnProcess, "");  // which lets nobody ask for an end
     auto command = scenario.startUntilTheClone();
     for (int helper : scenario.helpers()) {
         ::kill(helper, SIGKILL);
