@@ -138,6 +138,8 @@ int follow(CommandLine line) {
 int runClient(const std::vector<std::string>& arguments) {
     occupyStandardFiles();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // A file that may not grow any further is an error like a full disk.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     bool wantsJSON = asksForJSON(arguments);
     try {
         return follow(parseCommandLine(arguments));

@@ -107,9 +107,10 @@ void makeFolders(const fs::path& path) {
     if (path.has_relative_path()) {
         makeFolders(path.parent_path());
     }
-    if (::mkdir(path.c_str(), S_IRWXU) != 0 && !isFolder(path.string())) {
+    int error = ::mkdir(path.c_str(), S_IRWXU) == 0 ? 0 : errno;
+    if (error != 0 && !isFolder(path.string())) {
         throw CommandError(fmt::format("The work folder {} can't be made: {}.", path.string(),
-                                       std::generic_category().message(errno)));
+                                       std::generic_category().message(error)));
     }
 }
 

@@ -112,5 +112,19 @@ TEST_F(FolderFailureTest, outputThatCannotBeWrittenIsAFailure) {
     EXPECT_EQ(outcome.errors, "marlet: The output can't be written.\n");
 }
 
+TEST_F(FolderFailureTest, aFileThatMayNotGrowAnyFurtherIsToldAndNothingIsKept) {
+    client.addAccount();
+    ClientScenario::Arguments add =
+        client.commandLine({"task", "add", "Water the beans", "--project", "Tasks", "--notes", "-"});
+    ClientScenario::Arguments words{"sh", "-c", "ulimit -f 100; exec \"$@\"", "sh"};
+    words.insert(words.end(), add.begin(), add.end());
+
+    ChildOutcome outcome = runChild(words, std::string(1'000'000, 'n'), client.environment);
+
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors, "marlet: The database reported an error: disk I/O error.\n");
+    EXPECT_EQ(textsOf(client.json({"task", "list"}), "tasks", "title"), std::vector<std::string>());
+}
+
 }  // namespace
 }  // namespace marlet

@@ -121,6 +121,14 @@ TEST(WorkFolderTaskTest, aFileInPlaceOfTheFolderIsReported) {
     EXPECT_THAT(scenario.error({}), StartsWith("The work folder " + scenario.root().string()));
 }
 
+TEST(WorkFolderTaskTest, theReasonWhyAFolderCannotBeMadeIsTold) {
+    PlainScenario scenario;
+    std::filesystem::path root = scenario.home() / "work";
+    std::filesystem::create_symlink(scenario.home() / "nowhere", root);
+    EXPECT_EQ(scenario.error({"--root", root.string()}),
+              "The work folder " + root.string() + " can't be made: File exists.");
+}
+
 TEST(WorkFolderTaskTest, theAgentOfTheAccountIsTakenWhereItFits) {
     WorkScenario scenario(WorkScenario::Way::withDaemon);
     scenario.addAccount();
