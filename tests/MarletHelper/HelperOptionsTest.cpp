@@ -46,7 +46,7 @@ TEST(HelperOptionsTest, theUsualSocketIsInTheSessionsFolder) {
 }
 
 TEST(HelperOptionsTest, withoutASessionThereIsNoUsualSocket) {
-    for (std::optional<std::string> value :
+    for (const std::optional<std::string>& value :
          {std::optional<std::string>(), std::optional<std::string>(""), std::optional<std::string>("relative")}) {
         EnvironmentVariable folder("XDG_RUNTIME_DIR", value);
         EXPECT_THROW(defaultHelperSocket(), LineServerError);

@@ -58,7 +58,7 @@ TEST(HelperSurroundingsTest, homeIsWhatTheEnvironmentSaysOrElseTheSystem) {
         EnvironmentVariable home("HOME", "/home/ada");
         EXPECT_EQ(userHomeDirectory(), "/home/ada");
     }
-    for (std::optional<std::string> none : {std::optional<std::string>(), std::optional<std::string>("")}) {
+    for (const std::optional<std::string>& none : {std::optional<std::string>(), std::optional<std::string>("")}) {
         EnvironmentVariable home("HOME", none);
         EXPECT_EQ(userHomeDirectory(), ::getpwuid(::getuid())->pw_dir);
     }

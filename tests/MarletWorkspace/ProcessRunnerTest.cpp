@@ -217,7 +217,7 @@ TEST_F(ProcessRunnerTest, aTemporaryFolderThatIsMissingIsMade) {
 }
 
 TEST_F(ProcessRunnerTest, withoutATemporaryFolderOfTheUsersItIsTheSystems) {
-    for (std::optional<std::string> none : {std::optional<std::string>(), std::optional<std::string>("")}) {
+    for (const std::optional<std::string>& none : {std::optional<std::string>(), std::optional<std::string>("")}) {
         EnvironmentVariable variable("TMPDIR", none);
 
         EXPECT_THAT(runner.run(shell("readlink /proc/self/fd/1")).output, StartsWith("/tmp/marlet-run-"));
@@ -252,7 +252,7 @@ TEST_F(ProcessRunnerTest, whateverFailsForWantOfADescriptorLeavesNothingBehind) 
 
 TEST_F(ProcessRunnerTest, aCommandBeginsOnlyWhereThereIsAThreadToWaitForIt) {
     std::string touched = (folder.path() / "touched").string();
-    pthread_attr_t usual;
+    pthread_attr_t usual{};
     ::pthread_getattr_default_np(&usual);
     pthread_attr_t huge = usual;
     ::pthread_attr_setstacksize(&huge, size_t{1} << 50);  // there are no such threads
