@@ -62,14 +62,13 @@ public:
     // Says that it sends no more.
     void finishSending();
     void send(std::string_view text);
+    // Takes some of what comes, for who reads later. False when no more will come.
+    bool receive();
     std::string readAll();
     std::string readLine();
 
 private:
     explicit RawPeer(int connected) : descriptor(connected) {}
-
-    // False when no more will come.
-    bool receive();
 
     int descriptor;
     std::string received;

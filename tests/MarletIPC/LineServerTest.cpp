@@ -277,7 +277,7 @@ TEST_F(LineServerTest, anAnswerOnItsWayIsSentToItsEnd) {
     RunningServer server(path);
     RawPeer peer(path);
     peer.send("long 8000000\n");
-    EXPECT_EQ(LineClient::connect(path)->ask("echo served"), "served");
+    ASSERT_TRUE(peer.receive());
 
     server.stop();
 
