@@ -280,6 +280,10 @@ TEST_F(HelperChildTest, aServiceThatCantBeReachedIsPassedOver) {
     EXPECT_EQ(failure(), helpersWords);
     ::close(listener);
     EXPECT_EQ(failure(), helpersWords);
+    // And a way to a helper that isn't the session's.
+    std::filesystem::remove(service);
+    std::filesystem::create_symlink(socket, service);
+    EXPECT_EQ(failure(), helpersWords);
     EXPECT_EQ(connection.way(), HelperConnection::Way::child);
 }
 
