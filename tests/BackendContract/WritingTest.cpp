@@ -4,7 +4,6 @@ namespace marlet {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class BackendWriting : public BackendContract {
 protected:

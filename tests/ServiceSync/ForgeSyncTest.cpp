@@ -11,7 +11,7 @@ using testing::Not;
 
 struct Story : SyncedForge {
     explicit Story(FakeForgeKind kind) : SyncedForge(kind, "ghp_secret") {}
-    ~Story() { EXPECT_THAT(forge.violations(), IsEmpty()) << forge.printedLog(); }
+    ~Story() override { EXPECT_THAT(forge.violations(), IsEmpty()) << forge.printedLog(); }
 
     // One repository with three issues, in step.
     void begin() {

@@ -5,8 +5,6 @@ namespace marlet {
 namespace {
 
 using testing::Contains;
-using testing::Each;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
