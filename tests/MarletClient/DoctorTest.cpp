@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <fstream>
 
@@ -243,6 +244,20 @@ TEST(DoctorEndpointTest, aPortThatAnotherProgramUsesNeedsAttention) {
     EXPECT_THAT(textOf(checkOf(result, "endpoint"), "advice"), HasSubstr("marlet serve --port 0"));
     EXPECT_EQ(result.data().find("s3cret"), std::string::npos);
     other.stopDaemon();
+}
+
+TEST(DoctorEndpointTest, whatIsLeftOfAConnectionHoldsNoPort) {
+    DoctorScenario scenario;
+    std::string endpoint = textOf(scenario.client.startDaemon(), "endpoint");
+    size_t place = std::string("http://127.0.0.1:").size();
+    auto port = static_cast<unsigned short>(std::stoi(endpoint.substr(place)));
+    boost::asio::io_context loop;
+    boost::asio::ip::tcp::socket agent(loop);
+    agent.connect({boost::asio::ip::address_v4::loopback(), port});
+    scenario.client.stopDaemon();
+    agent.close();
+
+    EXPECT_EQ(textOf(checkOf(scenario.examine(), "endpoint"), "status"), "ok");
 }
 
 TEST(DoctorEndpointTest, beforeTheFirstServeThereIsNone) {

@@ -237,6 +237,17 @@ TEST(WorkTest, anotherRootHasACloneOfItsOwn) {
     EXPECT_THAT(textOf(scenario.work(2), "folder"), StartsWith(elsewhere.string()));
 }
 
+TEST(WorkTest, aWorktreeThatIsGoneIsNotSaidToStay) {
+    WorkScenario scenario;
+    scenario.addAccount();
+    scenario.work(1);
+    std::filesystem::remove_all(scenario.worktree("1-fuel-the-tanks"));
+
+    std::string shown = scenario.shownWork(1, {"--root", (scenario.git.folder() / "elsewhere").string()});
+
+    EXPECT_THAT(shown, Not(HasSubstr("The worktree of before")));
+}
+
 TEST(WorkTest, aRootIsRelativeToTheCallersFolder) {
     WorkScenario scenario(WorkScenario::Way::withDaemon);
     scenario.addAccount();
