@@ -71,6 +71,7 @@ pid_t startDetached(std::vector<std::string> arguments, int input, int errors, i
     actions.closeOthers();
     SpawnAttributes attributes;
     std::vector<char*> texts;
+    texts.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) {
         texts.push_back(argument.data());
     }

@@ -32,8 +32,8 @@ Finding storeTrouble() {
 // Limits how long one operation may take.
 class Deadline {
 public:
-    Deadline(Executor executor, std::chrono::seconds patience)
-        : state(std::make_shared<State>()), timer(std::move(executor), patience) {
+    Deadline(const Executor& executor, std::chrono::seconds patience)
+        : state(std::make_shared<State>()), timer(executor, patience) {
         timer.async_wait([state = state](boost::system::error_code error) {
             if (!error) {
                 state->hasPassed = true;

@@ -104,10 +104,8 @@ bool isSocketOf(uid_t user, const std::filesystem::path& path) {
 
 class HelperConnection::State {
 public:
-    State(Executor loop, std::filesystem::path socket)
-        : executor(loop),
-          childSocket(std::move(socket)),
-          changed(std::move(loop), std::chrono::steady_clock::time_point::max()) {}
+    State(const Executor& loop, std::filesystem::path socket)
+        : executor(loop), childSocket(std::move(socket)), changed(loop, std::chrono::steady_clock::time_point::max()) {}
 
     Async<HelperReply> ask(HelperRequest request);
     void stop();

@@ -4,7 +4,7 @@
 
 namespace marlet {
 
-Turns::Turns(Executor executor) : given(std::move(executor), boost::asio::steady_timer::time_point::max()) {}
+Turns::Turns(const Executor& executor) : given(executor, boost::asio::steady_timer::time_point::max()) {}
 
 Async<Turns::Turn> Turns::take(std::string name) {
     while (taken.contains(name)) {

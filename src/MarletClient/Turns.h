@@ -12,7 +12,7 @@ namespace marlet {
 // Lets those in one at a time who name the same thing. To be used on the executor it was given, a loop of one thread.
 class Turns {
 public:
-    explicit Turns(Executor executor);
+    explicit Turns(const Executor& executor);
     Turns(const Turns&) = delete;
     Turns& operator=(const Turns&) = delete;
 

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -229,25 +228,6 @@ TEST_F(ProcessRunnerTest, aTemporaryFolderThatCannotBeMadeIsAnError) {
 
     EXPECT_THAT(failureOf(shell("true")),
                 MatchesRegex("Couldn't create /dev/null/folder/marlet-run-[-0-9A-F]+: Not a directory"));
-}
-
-TEST_F(ProcessRunnerTest, whateverFailsForWantOfADescriptorLeavesNothingBehind) {
-    rlimit usual{};
-    ::getrlimit(RLIMIT_NOFILE, &usual);
-    int lowest = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    ::close(lowest);
-    std::vector<std::string> failures;
-    for (rlim_t free = 0; free < 4; ++free) {
-        rlimit few{static_cast<rlim_t>(lowest) + free, usual.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &few);
-        failures.push_back(failureOf(shell("true")));
-        ::setrlimit(RLIMIT_NOFILE, &usual);
-        EXPECT_THAT(leftBehind(), IsEmpty()) << failures.back();
-        EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left: " << failures.back();
-    }
-
-    EXPECT_THAT(failures.at(0), MatchesRegex("Couldn't create .*/out: Too many open files"));
-    EXPECT_THAT(failures.at(1), MatchesRegex("Couldn't create .*/err: Too many open files"));
 }
 
 TEST_F(ProcessRunnerTest, aCommandBeginsOnlyWhereThereIsAThreadToWaitForIt) {
