@@ -1,87 +1,46 @@
 #include "MarletClient/DetachedProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
 
+#include "MarletBase/Spawn.h"
+
 namespace marlet {
 namespace {
 
-class SpawnActions {
-public:
-    SpawnActions() { ::posix_spawn_file_actions_init(&actions); }
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-    ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions); }
-
-    void give(int descriptor, int place, int flags) {
-        if (descriptor >= 0) {
-            ::posix_spawn_file_actions_adddup2(&actions, descriptor, place);
-        } else {
-            ::posix_spawn_file_actions_addopen(&actions, place, "/dev/null", flags, 0);
-        }
+// The descriptor that is given, or nothing to read or write.
+void give(Spawn& spawn, int descriptor, int place, int flags) {
+    if (descriptor >= 0) {
+        spawn.duplicate(descriptor, place);
+    } else {
+        spawn.openNull(place, flags);
     }
-    void keep(int descriptor) { ::posix_spawn_file_actions_adddup2(&actions, descriptor, firstOther++); }
-    void closeOthers() { ::posix_spawn_file_actions_addclosefrom_np(&actions, firstOther); }
-    const posix_spawn_file_actions_t* get() const { return &actions; }
-
-private:
-    posix_spawn_file_actions_t actions{};
-    int firstOther = STDERR_FILENO + 1;
-};
-
-class SpawnAttributes {
-public:
-    SpawnAttributes() {
-        ::posix_spawnattr_init(&attributes);
-        sigset_t signals;
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&attributes, &signals);
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&attributes, &signals);
-        ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    }
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-    ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes); }
-
-    const posix_spawnattr_t* get() const { return &attributes; }
-
-private:
-    posix_spawnattr_t attributes{};
-};
+}
 
 }  // namespace
 
 pid_t startDetached(std::vector<std::string> arguments, int input, int errors, int kept) {
-    SpawnActions actions;
-    actions.give(input, STDIN_FILENO, O_RDONLY);
-    actions.give(-1, STDOUT_FILENO, O_WRONLY);
-    actions.give(errors, STDERR_FILENO, O_WRONLY);
-    if (kept >= 0) {
-        actions.keep(kept);
+    const std::string program = arguments.front();
+    try {
+        Spawn spawn(Spawn::Leads::session);
+        give(spawn, input, STDIN_FILENO, O_RDONLY);
+        spawn.openNull(STDOUT_FILENO, O_WRONLY);
+        give(spawn, errors, STDERR_FILENO, O_WRONLY);
+        int firstOther = STDERR_FILENO + 1;
+        if (kept >= 0) {
+            spawn.duplicate(kept, firstOther++);
+        }
+        spawn.closeFrom(firstOther);
+        return spawn.start(std::move(arguments));
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), program);
     }
-    actions.closeOthers();
-    SpawnAttributes attributes;
-    std::vector<char*> texts;
-    texts.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) {
-        texts.push_back(argument.data());
-    }
-    texts.push_back(nullptr);
-    pid_t process = -1;
-    int error = ::posix_spawn(&process, texts.front(), actions.get(), attributes.get(), texts.data(), environ);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), arguments.front());
-    }
-    return process;
 }
 
 std::vector<pid_t> processesOfSession(pid_t process) {
