@@ -57,7 +57,7 @@ protected:
         runner->answer("mcp add", CommandResult{});
     }
 
-    void registerMCP(const std::string& folder = "/work/garden") const {
+    void registerMCP(const std::string& folder = "/home/ada/garden") const {
         MCPRegistration registration{folder, endpoint, token, ToolSettings()};
         registration.tools.claudePath = "/opt/claude";
         service.registerMCP(registration);
@@ -72,11 +72,11 @@ protected:
 TEST_F(ClaudeRegistrationTest, theOldEntryIsRemovedBeforeTheNewOneIsAdded) {
     registerMCP();
 
-    Command removal{"/opt/claude", {"mcp", "remove", "--scope", "local", "marlet"}, "/work/garden", {}, 60};
+    Command removal{"/opt/claude", {"mcp", "remove", "--scope", "local", "marlet"}, "/home/ada/garden", {}, 60};
     Command addition{"/opt/claude",
                      {"mcp", "add", "--scope", "local", "--transport", "http", "marlet", "http://127.0.0.1:8421/mcp",
                       "--header", "Authorization: Bearer s3cret-t0ken"},
-                     "/work/garden",
+                     "/home/ada/garden",
                      {},
                      60};
     EXPECT_EQ(runner->commands(), (std::vector<Command>{removal, addition}));
@@ -120,7 +120,7 @@ TEST_F(ClaudeRegistrationTest, registrationsAtTheSameTimeDoNotComeBetweenEachOth
     for (int index = 0; index < 4; ++index) {
         threads.emplace_back([this, index] {
             for (int round = 0; round < 50; ++round) {
-                registerMCP("/work/" + std::to_string(index));
+                registerMCP("/home/ada/" + std::to_string(index));
             }
         });
     }
@@ -160,7 +160,7 @@ TEST_F(ClaudeRegistrationTest, aFailureNeverShowsTheToken) {
 }
 
 TEST_F(ClaudeRegistrationTest, withoutClaudeNothingIsRun) {
-    MCPRegistration registration{"/work/garden", endpoint, token, ToolSettings()};
+    MCPRegistration registration{"/home/ada/garden", endpoint, token, ToolSettings()};
     registration.tools.claudePath = "/nowhere/claude";
 
     EXPECT_THROW(service.registerMCP(registration), ToolLocatorError);
