@@ -22,7 +22,9 @@ struct Scene {
 
     template <class Error>
     void everyCommandThrows(Error error) {
-        runner->answer("", [error](const Command&) -> CommandResult { throw error; });
+        runner->answer("", [thrown = std::make_exception_ptr(error)](const Command&) -> CommandResult {
+            std::rethrow_exception(thrown);
+        });
     }
 
     TemporaryFolder temporary;

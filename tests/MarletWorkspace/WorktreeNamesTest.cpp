@@ -47,14 +47,14 @@ TEST(WorktreeNamesTest, bothPartsAreCutAtFortyCharacters) {
 }
 
 TEST(WorktreeNamesTest, aValidNameIsOfLowerCaseLettersDigitsAndDashes) {
-    for (std::string valid : {std::string("a"), std::string("0"), std::string("a-"), std::string("42-fix-login"),
-                              std::string(81, 'z'), "9" + std::string(80, '-')}) {
+    for (const std::string& valid : {std::string("a"), std::string("0"), std::string("a-"), std::string("42-fix-login"),
+                                     std::string(81, 'z'), "9" + std::string(80, '-')}) {
         EXPECT_TRUE(Worktree::isValidName(valid)) << valid;
     }
 }
 
 TEST(WorktreeNamesTest, everythingElseIsNoName) {
-    for (std::string invalid :
+    for (const std::string& invalid :
          {std::string(), std::string("-a"), std::string("A"), std::string("a_b"), std::string("a/b"), std::string(".."),
           std::string("a.b"), std::string("a "), std::string("a\n"), std::string("a\0", 2), std::string("é"),
           std::string("a\xFF"), std::string("a{"), std::string("a`"), std::string(82, 'a')}) {

@@ -115,15 +115,15 @@ TEST(WorktreesGitTest, offlineAPullRequestIsAFailure) {
 
 TEST(WorktreesGitTest, aDefaultBranchOfAnyNameIsFollowed) {
     Scene scene;
-    std::string branch = "refs/heads/h\xC3\xB6lzern/\xE6\x97\xA5\xE6\x9C\xAC";
-    std::string commit = scene.server.commit("team/app", branch, {{"gr\xC3\xBC\xC3\x9F.txt", "text"}});
+    std::string branch = "refs/heads/hölzern/日本";
+    std::string commit = scene.server.commit("team/app", branch, {{"grüß.txt", "text"}});
     scene.git(scene.server.bare("team/app"), {"symbolic-ref", "HEAD", branch});
     std::string other = scene.clone(GitFixture::https("team/app"), "other").path;
 
     std::filesystem::path path = scene.prepare(scene.request("7-fix", other)).path;
 
     EXPECT_EQ(scene.head(path), commit);
-    EXPECT_EQ(contentOf(path / "gr\xC3\xBC\xC3\x9F.txt"), "text");
+    EXPECT_EQ(contentOf(path / "grüß.txt"), "text");
 }
 
 TEST(WorktreesGitTest, aBranchOfBeforeIsGoneOnWith) {
@@ -263,9 +263,7 @@ TEST(WorktreesGitTest, aCheckoutBehindALinkHasItsWorktreesBesideTheRealOne) {
 
 TEST(WorktreesGitTest, namesOfAnyScriptAndPunctuationAreFolders) {
     Scene scene;
-    for (const char* folder : {"Stra\xC3\x9F"
-                               "e \xE6\x97\xA5\xE6\x9C\xAC",
-                               "it's \"quoted\"", "-C", "back\\slash", "tab\there"}) {
+    for (const char* folder : {"Straße 日本", "it's \"quoted\"", "-C", "back\\slash", "tab\there"}) {
         std::string checkout = scene.clone(GitFixture::https("team/app"), folder).path;
         WorktreeRequest request = scene.request("7-fix", checkout);
 
