@@ -73,7 +73,7 @@ void DoctorScenario::addRemoteAccount(const std::string& name) {
 }
 
 void DoctorScenario::damage(const std::string& database) const {
-    constexpr std::streamoff headSize = 64 * 1024;
+    constexpr std::streamoff headSize = std::streamoff{64} << 10;
     std::filesystem::path file = client.data / (database + ".sqlite");
     std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
     stream.seekp(headSize);
